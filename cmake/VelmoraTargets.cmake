@@ -1,0 +1,24 @@
+# Flags that every target of the project shares, and the one way a folder becomes a library.
+
+add_library(velmora_flags INTERFACE)
+target_compile_options(velmora_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion -Wno-sign-conversion
+    -Werror)
+# GIO uses "signals" as a name, so Qt's lower-case keywords are off.
+target_compile_definitions(velmora_flags INTERFACE
+    QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
+    QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+target_include_directories(velmora_flags INTERFACE ${CMAKE_SOURCE_DIR})
+if(VELMORA_SANITIZE)
+    target_compile_options(velmora_flags INTERFACE
+        -fsanitize=${VELMORA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(velmora_flags INTERFACE -fsanitize=${VELMORA_SANITIZE})
+endif()
+
+# velmora_library(NAME SOURCES… LINKS…): one folder, one static library. What a folder may include follows from
+# LINKS, which only names folders below it in the order that CONTRIBUTING.md gives.
+function(velmora_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC velmora_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+endfunction()

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace velmora {
+
+/// One HTTP request. Header names and values go out as they stand; a value with control characters cannot.
+struct HttpRequest
+{
+    QByteArray method;
+    QString url;
+    QMap<QByteArray, QByteArray> headers;
+    /// Sent only where it is present.
+    std::optional<QByteArray> body;
+};
+
+/// The HTTP client that all requests of this process share: one pool of settings, no cookie, no cache, no
+/// retry, no redirect followed.
+class HttpSession
+{
+public:
+    /// Called once with the body of the reply, whatever its status; a body that was cut off after some bytes,
+    /// or at `maximumBodyBytes`, is given as far as it came. Never called when the request failed before any
+    /// byte of a body: then it is destroyed.
+    using Handler = std::function<void(const QByteArray &body)>;
+
+    /// Bound on the decoded body; more is cut off.
+    static constexpr qsizetype maximumBodyBytes = 256 * 1024 * 1024;
+
+    static HttpSession &shared();
+
+    HttpSession();
+    ~HttpSession();
+    HttpSession(const HttpSession &) = delete;
+    HttpSession &operator=(const HttpSession &) = delete;
+
+    /// Sends the request; `handler` runs from the event loop. The request outlives the caller.
+    void send(const HttpRequest &request, Handler handler);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+} // namespace velmora

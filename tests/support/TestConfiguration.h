@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QString>
+
+namespace velmora::testing {
+
+/// Sets what `configuration::apiBaseUrl()` answers in this test.
+void setApiBaseUrl(const QString &url);
+
+} // namespace velmora::testing

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+
+#include <memory>
+
+namespace velmora {
+
+class Storyboard;
+class Window;
+
+/// Controller of one screen: it owns the view that its layout makes and reacts to its controls.
+///
+/// Screens are shared: by the window that shows them and by whatever must keep them until it has called them
+/// back. The object itself goes at the next turn of the event loop after the last holder let go, so that a
+/// screen may replace itself from within its own action.
+class Screen : public QObject, public std::enable_shared_from_this<Screen>
+{
+    Q_OBJECT
+
+public:
+    template<class T>
+    static std::shared_ptr<T> make()
+    {
+        return std::shared_ptr<T>(new T, [](T *screen) {
+            screen->willBeReleased();
+            screen->view.reset();
+            screen->deleteLater();
+        });
+    }
+
+    ~Screen() override;
+
+    /// The view, made and loaded at its first use.
+    QWidget *loadedView();
+    bool isViewLoaded() const { return view != nullptr; }
+
+    /// The window whose content this screen is; null when it is in none.
+    Window *window() const;
+    /// Where this screen came from; null when it was made without one.
+    std::shared_ptr<Storyboard> storyboard() const { return storyboardReference.lock(); }
+
+    /// Called once, when the view is there and its outlets are connected.
+    virtual void viewDidLoad();
+    /// Called each time the screen has come into a visible window, or its window has become visible.
+    virtual void viewDidAppear();
+
+    /// Makes this the content of the same window in place of this screen, if all of these exist: the
+    /// storyboard, in it an entry `identifier` of the class `className`, and this screen's window. Otherwise
+    /// does nothing.
+    void replaceBy(const QString &identifier, const QString &className);
+
+protected:
+    Screen();
+
+    /// Makes the view from the layout and connects its outlets and actions.
+    virtual std::unique_ptr<QWidget> makeView() = 0;
+    /// The last holder has let go: nothing may reach the screen any more.
+    virtual void willBeReleased();
+
+    /// Connects a control's signal to an action of this screen, which stays alive while the action runs.
+    template<class Sender, class Signal, class Receiver>
+    void connectAction(Sender *sender, Signal signal, void (Receiver::*action)())
+    {
+        auto *receiver = static_cast<Receiver *>(this);
+        connect(sender, signal, receiver, [receiver, action] {
+            const std::shared_ptr<Screen> alive = receiver->shared_from_this();
+            (receiver->*action)();
+        });
+    }
+
+private:
+    friend class Storyboard;
+
+    /// Takes the view out of the window's hierarchy before it goes, and lets its pending events go with it.
+    struct ViewRelease
+    {
+        void operator()(QWidget *widget) const;
+    };
+
+    std::unique_ptr<QWidget, ViewRelease> view;
+    std::weak_ptr<Storyboard> storyboardReference;
+};
+
+} // namespace velmora
