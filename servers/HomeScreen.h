@@ -1,0 +1,27 @@
+#pragma once
+
+#include "api/Service.h"
+
+#include <memory>
+
+namespace velmora {
+
+/// What list rows and notice screens need of the home screen.
+class HomeScreen
+{
+public:
+    virtual ~HomeScreen() = default;
+
+    /// The home screen that loaded last; null before the first and after its end. Process-wide, because rows
+    /// and notices live in other screens and windows than the one that they act on.
+    static std::shared_ptr<HomeScreen> current();
+
+    /// Takes the reply to a request of the endpoint list; an absent list changes nothing.
+    virtual void servicesReply(const std::optional<QList<Service>> &services) = 0;
+    virtual void showInstallModal() = 0;
+
+protected:
+    static void setCurrent(const std::weak_ptr<HomeScreen> &screen);
+};
+
+} // namespace velmora
