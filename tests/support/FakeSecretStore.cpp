@@ -1,0 +1,66 @@
+#include "tests/support/FakeSecretStore.h"
+
+namespace velmora::testing {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+PlatformError refused()
+{
+    return {u"fake"_s, 1, u"refused"_s};
+}
+
+} // namespace
+
+FakeSecretStore &FakeSecretStore::install()
+{
+    auto store = std::make_unique<FakeSecretStore>();
+    FakeSecretStore &installed = *store;
+    SecretStore::setShared(std::move(store));
+    return installed;
+}
+
+Result<> FakeSecretStore::store(const QString &, const QString &key, const QString &text)
+{
+    calls.append(u"set %1 %2"_s.arg(key, text));
+    if (failing)
+        return refused();
+    items.insert(key, text);
+    return Success{};
+}
+
+Result<> FakeSecretStore::remove(const QString &, const QString &key)
+{
+    calls.append(u"remove "_s + key);
+    items.remove(key);
+    return Success{};
+}
+
+Result<std::optional<QString>> FakeSecretStore::read(const QString &, const QString &key)
+{
+    calls.append(u"get "_s + key);
+    if (failing)
+        return refused();
+    return items.contains(key) ? std::optional(items.value(key)) : std::nullopt;
+}
+
+Result<std::optional<QByteArray>> FakeSecretStore::persistentReference(const QString &, const QString &key)
+{
+    calls.append(u"attributes "_s + key);
+    if (failing)
+        return refused();
+    return items.contains(key) ? std::optional("ref:" + key.toUtf8()) : std::nullopt;
+}
+
+Result<std::optional<QString>> FakeSecretStore::resolve(const QByteArray &, const QString &, const QString &)
+{
+    return refused();
+}
+
+Result<> FakeSecretStore::unlock()
+{
+    return Success{};
+}
+
+} // namespace velmora::testing

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/SecretStore.h"
+
+#include <QMap>
+#include <QStringList>
+
+namespace velmora::testing {
+
+/// A credential store in memory that records what it was asked and fails where it is told to.
+class FakeSecretStore final : public SecretStore
+{
+public:
+    /// Makes a new one the store of this process.
+    static FakeSecretStore &install();
+
+    Result<> store(const QString &service, const QString &key, const QString &text) override;
+    Result<> remove(const QString &service, const QString &key) override;
+    Result<std::optional<QString>> read(const QString &service, const QString &key) override;
+    Result<std::optional<QByteArray>> persistentReference(const QString &service,
+                                                          const QString &key) override;
+    Result<std::optional<QString>> resolve(const QByteArray &reference, const QString &service,
+                                           const QString &key) override;
+    Result<> unlock() override;
+
+    /// By key; a reference is "ref:" and the key.
+    QMap<QString, QString> items;
+    /// "set KEY TEXT", "get KEY", "attributes KEY", in order.
+    QStringList calls;
+    bool failing = false;
+};
+
+} // namespace velmora::testing

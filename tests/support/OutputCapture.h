@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QStringList>
+
+namespace velmora::testing {
+
+/// Collects both diagnostic channels of this process while it lives, in order: "print " and the line for
+/// standard output, "log " and the message for the system log.
+class OutputCapture
+{
+public:
+    OutputCapture();
+    ~OutputCapture();
+    OutputCapture(const OutputCapture &) = delete;
+    OutputCapture &operator=(const OutputCapture &) = delete;
+
+    QStringList lines();
+    void clear();
+
+private:
+    int savedStdout;
+};
+
+} // namespace velmora::testing
