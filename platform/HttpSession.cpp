@@ -3,6 +3,10 @@
 #include "platform/GLibPointer.h"
 #include "platform/Log.h"
 
+
+
+#include <QCoreApplication>
+
 #include <libsoup/soup.h>
 
 #include <algorithm>
@@ -13,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr gsize pieceBytes = 64 * 1024;
+constexpr gsize pieceBytes = 65536;
 
 /// One request on its way. Owns itself: each step hands it on to the next, the last one drops it.
 struct Exchange
@@ -23,6 +27,16 @@ struct Exchange
     QByteArray body;
     HttpSession::Handler handler;
 };
+
+/// Hands the body over from the event loop: a handler may show a dialogue, and the library's own source, from which
+/// the last piece arrives, does not run again before it returns.
+void deliver(Exchange &exchange)
+{
+    const auto handler = std::make_shared<HttpSession::Handler>(std::move(exchange.handler));
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [handler, body = std::move(exchange.body)] { (*handler)(body); },
+        Qt::QueuedConnection);
+}
 
 void readPiece(std::unique_ptr<Exchange> exchange);
 
@@ -34,7 +48,7 @@ void pieceArrived(GObject *source, GAsyncResult *result, gpointer data)
     const GErrorPtr error(failure);
     if (piece == nullptr) {
         if (!exchange->body.isEmpty())
-            exchange->handler(exchange->body);
+            deliver(*exchange);
         return;
     }
     gsize size = 0;
@@ -44,7 +58,7 @@ void pieceArrived(GObject *source, GAsyncResult *result, gpointer data)
     exchange->body.append(bytes, std::min(static_cast<qsizetype>(size), room));
     g_bytes_unref(piece);
     if (size == 0 || over)
-        exchange->handler(exchange->body);
+        deliver(*exchange);
     else
         readPiece(std::move(exchange));
 }

@@ -31,7 +31,7 @@ public:
     using Handler = std::function<void(const QByteArray &body)>;
 
     /// Bound on the decoded body; more is cut off.
-    static constexpr qsizetype maximumBodyBytes = 256 * 1024 * 1024;
+    static constexpr qsizetype maximumBodyBytes = Q_INT64_C(256) * 1024 * 1024;
 
     static HttpSession &shared();
 

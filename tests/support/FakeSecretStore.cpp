@@ -1,5 +1,7 @@
 #include "tests/support/FakeSecretStore.h"
 
+#include "tests/support/OutputCapture.h"
+
 namespace velmora::testing {
 
 using namespace Qt::StringLiterals;
@@ -23,7 +25,7 @@ FakeSecretStore &FakeSecretStore::install()
 
 Result<> FakeSecretStore::store(const QString &, const QString &key, const QString &text)
 {
-    calls.append(u"set %1 %2"_s.arg(key, text));
+    OutputCapture::note(u"store set %1 %2"_s.arg(key, text));
     if (failing)
         return refused();
     items.insert(key, text);
@@ -32,14 +34,14 @@ Result<> FakeSecretStore::store(const QString &, const QString &key, const QStri
 
 Result<> FakeSecretStore::remove(const QString &, const QString &key)
 {
-    calls.append(u"remove "_s + key);
+    OutputCapture::note(u"store remove "_s + key);
     items.remove(key);
     return Success{};
 }
 
 Result<std::optional<QString>> FakeSecretStore::read(const QString &, const QString &key)
 {
-    calls.append(u"get "_s + key);
+    OutputCapture::note(u"store get "_s + key);
     if (failing)
         return refused();
     return items.contains(key) ? std::optional(items.value(key)) : std::nullopt;
@@ -47,7 +49,7 @@ Result<std::optional<QString>> FakeSecretStore::read(const QString &, const QStr
 
 Result<std::optional<QByteArray>> FakeSecretStore::persistentReference(const QString &, const QString &key)
 {
-    calls.append(u"attributes "_s + key);
+    OutputCapture::note(u"store attributes "_s + key);
     if (failing)
         return refused();
     return items.contains(key) ? std::optional("ref:" + key.toUtf8()) : std::nullopt;

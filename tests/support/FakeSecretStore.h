@@ -3,11 +3,12 @@
 #include "platform/SecretStore.h"
 
 #include <QMap>
-#include <QStringList>
 
 namespace velmora::testing {
 
-/// A credential store in memory that records what it was asked and fails where it is told to.
+/// A credential store in memory that notes what it is asked in the
+/// capture's order, as "store set KEY TEXT", "store get KEY", "store attributes KEY", and fails where it is
+/// told to.
 class FakeSecretStore final : public SecretStore
 {
 public:
@@ -25,8 +26,6 @@ public:
 
     /// By key; a reference is "ref:" and the key.
     QMap<QString, QString> items;
-    /// "set KEY TEXT", "get KEY", "attributes KEY", in order.
-    QStringList calls;
     bool failing = false;
 };
 

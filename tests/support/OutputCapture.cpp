@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace velmora::testing {
 
@@ -62,13 +63,21 @@ OutputCapture::~OutputCapture()
     std::fflush(stdout);
     dup2(savedStdout, STDOUT_FILENO);
     close(savedStdout);
-    close(readEnd);
+    close(std::exchange(readEnd, -1));
 }
 
 QStringList OutputCapture::lines()
 {
     drainPrinted();
     return collected;
+}
+
+void OutputCapture::note(const QString &line)
+{
+    if (readEnd < 0)
+        return;
+    drainPrinted();
+    collected.append(line);
 }
 
 void OutputCapture::clear()

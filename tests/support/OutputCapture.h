@@ -15,6 +15,8 @@ public:
     OutputCapture &operator=(const OutputCapture &) = delete;
 
     QStringList lines();
+    /// Puts a line of its own among the collected ones; nothing is collected without a capture.
+    static void note(const QString &line);
     void clear();
 
 private:
