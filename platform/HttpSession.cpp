@@ -3,8 +3,6 @@
 #include "platform/GLibPointer.h"
 #include "platform/Log.h"
 
-
-
 #include <QCoreApplication>
 
 #include <libsoup/soup.h>
@@ -28,8 +26,8 @@ struct Exchange
     HttpSession::Handler handler;
 };
 
-/// Hands the body over from the event loop: a handler may show a dialogue, and the library's own source, from which
-/// the last piece arrives, does not run again before it returns.
+/// Hands the body over from the event loop: a handler may show a dialogue, and the library's own source, from
+/// which the last piece arrives, does not run again before it returns.
 void deliver(Exchange &exchange)
 {
     const auto handler = std::make_shared<HttpSession::Handler>(std::move(exchange.handler));

@@ -1,0 +1,195 @@
+#include "platform/HostLookup.h"
+#include "platform/Stream.h"
+
+#include <glib-unix.h>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <functional>
+#include <utility>
+
+namespace velmora {
+
+namespace {
+
+/// The TCP connection behind a pair of streams: connects at the first `open()` and then tells both streams
+/// once how that ended.
+class Connection : public std::enable_shared_from_this<Connection>
+{
+public:
+    Connection(QString host, quint16 tcpPort, int socketFile)
+        : name(std::move(host)), port(tcpPort), file(socketFile), cancellable(g_cancellable_new())
+    {
+    }
+    ~Connection() { shutDown(); }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    void open()
+    {
+        if (std::exchange(opened, true))
+            return;
+        candidates = rememberedAddresses(name);
+        if (!candidates.empty()) {
+            tryNext();
+            return;
+        }
+        lookUpHost(name, cancellable.get(), [this](HostAddresses addresses) {
+            const auto alive = shared_from_this();
+            candidates = std::move(addresses);
+            tryNext();
+        });
+    }
+
+    /// Ends everything when neither stream wants to hear of it any more.
+    void shutDown()
+    {
+        g_cancellable_cancel(cancellable.get());
+        stopWatching();
+        if (file >= 0)
+            ::close(std::exchange(file, -1));
+    }
+
+    std::array<std::function<void(int)>, 2> listeners;
+
+private:
+    void stopWatching()
+    {
+        if (watch != 0)
+            g_source_remove(std::exchange(watch, 0));
+    }
+
+    /// Starts a connect to the next address; past the last one, reports the failure.
+    void tryNext()
+    {
+        while (next < candidates.size()) {
+            if (startConnect(candidates[next++].get()))
+                return;
+        }
+        // From the event loop, never from within open().
+        watch = g_idle_add_full(G_PRIORITY_HIGH, reportFailure, this, nullptr);
+    }
+
+    bool startConnect(GInetAddress *address)
+    {
+        const GSocketFamily family = g_inet_address_get_family(address);
+        // The socket at hand is one for IPv4; another family or a used one needs its own.
+        if (file < 0 || family != G_SOCKET_FAMILY_IPV4 || used) {
+            if (file >= 0)
+                ::close(file);
+            file = ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+            if (file < 0)
+                return false;
+        }
+        used = true;
+        const GObjectPtr<GSocketAddress> target(g_inet_socket_address_new(address, port));
+        std::array<char, 128> native{};
+        if (!g_socket_address_to_native(target.get(), native.data(), native.size(), nullptr))
+            return false;
+        const auto size = static_cast<socklen_t>(g_socket_address_get_native_size(target.get()));
+        if (::connect(file, reinterpret_cast<sockaddr *>(native.data()), size) != 0 && errno != EINPROGRESS)
+            return false;
+        // Above the priority of repaints and timers: a sample must not wait for a window that is being drawn.
+        watch = g_unix_fd_add_full(G_PRIORITY_HIGH, file, G_IO_OUT, connectEnded, this, nullptr);
+        return true;
+    }
+
+    static gboolean connectEnded(gint, GIOCondition, gpointer data)
+    {
+        auto *self = static_cast<Connection *>(data);
+        const auto alive = self->shared_from_this();
+        self->watch = 0;
+        int error = 0;
+        socklen_t size = sizeof(error);
+        ::getsockopt(self->file, SOL_SOCKET, SO_ERROR, &error, &size);
+        if (error == 0)
+            self->tell(StreamEvent::openCompleted);
+        else if (self->next < self->candidates.size())
+            self->tryNext();
+        else
+            self->tell(StreamEvent::errorOccurred);
+        return G_SOURCE_REMOVE;
+    }
+
+    static gboolean reportFailure(gpointer data)
+    {
+        auto *self = static_cast<Connection *>(data);
+        const auto alive = self->shared_from_this();
+        self->watch = 0;
+        self->tell(StreamEvent::errorOccurred);
+        return G_SOURCE_REMOVE;
+    }
+
+    void tell(int event)
+    {
+        for (const auto &slot : listeners) {
+            // The listener may take itself out of its slot.
+            if (const auto listener = slot)
+                listener(event);
+        }
+    }
+
+    const QString name;
+    const quint16 port;
+    int file;
+    bool used = false;
+    bool opened = false;
+    HostAddresses candidates;
+    size_t next = 0;
+    guint watch = 0;
+    GObjectPtr<GCancellable> cancellable;
+};
+
+class ConnectionStream final : public Stream
+{
+public:
+    ConnectionStream(std::shared_ptr<Connection> both, size_t side) : connection(std::move(both)), index(side)
+    {
+    }
+    ~ConnectionStream() override { ConnectionStream::close(); }
+
+    void setDelegate(StreamDelegate *newDelegate) override { delegate = newDelegate; }
+
+    void scheduleInRunLoop() override
+    {
+        connection->listeners.at(index) = [this](int event) {
+            if (delegate != nullptr)
+                delegate->streamHandleEvent(*this, event);
+        };
+    }
+
+    void removeFromRunLoop() override { connection->listeners.at(index) = nullptr; }
+    void open() override { connection->open(); }
+
+    void close() override
+    {
+        removeFromRunLoop();
+        if (!connection->listeners.at(1 - index))
+            connection->shutDown();
+    }
+
+private:
+    const std::shared_ptr<Connection> connection;
+    const size_t index;
+    StreamDelegate *delegate = nullptr;
+};
+
+} // namespace
+
+StreamPair streamsToHost(const QString &name, qint64 port)
+{
+    constexpr qint64 highestPort = 65535;
+    if (port < 1 || port > highestPort)
+        return {};
+    const int file = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (file < 0)
+        return {};
+    const auto connection = std::make_shared<Connection>(name, static_cast<quint16>(port), file);
+    return {std::make_shared<ConnectionStream>(connection, 0),
+            std::make_shared<ConnectionStream>(connection, 1)};
+}
+
+} // namespace velmora
