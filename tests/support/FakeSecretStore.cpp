@@ -55,9 +55,14 @@ Result<std::optional<QByteArray>> FakeSecretStore::persistentReference(const QSt
     return items.contains(key) ? std::optional("ref:" + key.toUtf8()) : std::nullopt;
 }
 
-Result<std::optional<QString>> FakeSecretStore::resolve(const QByteArray &, const QString &, const QString &)
+Result<std::optional<QString>> FakeSecretStore::resolve(const QByteArray &reference, const QString &,
+                                                        const QString &key)
 {
-    return refused();
+    OutputCapture::note(u"store resolve "_s + key);
+    if (failing)
+        return refused();
+    return reference == "ref:" + key.toUtf8() && items.contains(key) ? std::optional(items.value(key))
+                                                                     : std::nullopt;
 }
 
 Result<> FakeSecretStore::unlock()

@@ -7,8 +7,8 @@
 namespace velmora::testing {
 
 /// A credential store in memory that notes what it is asked in the
-/// capture's order, as "store set KEY TEXT", "store get KEY", "store attributes KEY", and fails where it is
-/// told to.
+/// capture's order, as "store set KEY TEXT", "store get KEY", "store attributes KEY",
+/// "store resolve KEY", and fails where it is told to.
 class FakeSecretStore final : public SecretStore
 {
 public:
