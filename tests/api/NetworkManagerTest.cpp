@@ -189,9 +189,9 @@ private Q_SLOTS:
         QFETCH(int, nothings);
         ScriptedServer server;
         server.answerRaw(reply);
-        OutputCapture output;
         Outcome outcome;
         NetworkManager::forOneRequest().getServices(outcome.completion<ServiceResponse>());
+        OutputCapture output;
         QTRY_VERIFY(outcome.isOver());
         QCOMPARE(outcome.records, records);
         QCOMPARE(outcome.nothings, nothings);
@@ -217,9 +217,9 @@ private Q_SLOTS:
     {
         ScriptedServer server;
         server.answer("<\xff>");
-        OutputCapture output;
         Outcome outcome;
         NetworkManager::forOneRequest().connectEndpoint(1, outcome.completion<EndpointConnectResponse>());
+        OutputCapture output;
         QTRY_VERIFY(outcome.isOver());
         const QStringList lines = output.lines();
         QCOMPARE(lines.size(), 2);
