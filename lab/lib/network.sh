@@ -1,0 +1,77 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2154  # the names of common.sh, which is sourced before
+# The wires: the namespaces router, service and gateway, and the desktop's
+# uplink. The desktop side is the namespace that the lab itself runs in.
+
+networkDo() { "$@" || labFail network "this did not work: $*"; }
+
+# networkRaise SEED
+networkRaise() {
+    local seed=$1 namespace key address answer
+    networkDo ip link set lo up
+    for namespace in router service gateway; do
+        networkDo ip netns add "$namespace"
+        networkDo ip -n "$namespace" link set lo up
+    done
+    networkDo ip link add "$labUplink" type veth peer name desktop netns router
+    networkDo ip -n router link add service type veth peer name wan netns service
+    networkDo ip -n router link add gateway type veth peer name wan netns gateway
+
+    # NetworkManager gives the uplink its address; the rest is fixed.
+    networkDo ip -n router -batch - <<END
+address add $labDesktopRouter/24 dev desktop
+address add $labServiceRouter/24 dev service
+address add $labGatewayRouter/24 dev gateway
+link set desktop up
+link set service up
+link set gateway up
+route add $labEndpointNetwork via $labServiceAddress
+route add $labTunnelPool via $labGatewayAddress
+route add blackhole $labSinkAddress
+END
+    networkDo ip -n service -batch - <<END
+address add $labServiceAddress/24 dev wan
+link set wan up
+route add default via $labServiceRouter
+route add local $labEndpointNetwork dev lo
+END
+    networkDo ip -n gateway -batch - <<END
+address add $labGatewayAddress/24 dev wan
+address add $labTunnelPing/32 dev lo
+address add $labTunnelDns/32 dev lo
+link set wan up
+route add default via $labGatewayRouter
+END
+    for namespace in router gateway; do
+        networkDo ip netns exec "$namespace" sh -c 'echo 1 >/proc/sys/net/ipv4/ip_forward'
+    done
+
+    # An endpoint that refuses lives on the router, where nothing listens; one
+    # that is silent is a route to nowhere (an unanswered ARP question would
+    # come back as another error).
+    while read -r key _ _ address answer _; do
+        [[ $key == endpoint ]] || continue
+        case $answer in
+            refuses) echo "route add local $address dev lo" ;;
+            silent) echo "route add blackhole $address" ;;
+        esac
+    done <"$seed" >"$VELMORA_LAB/endpoints.ip"
+    networkDo ip -n router -batch "$VELMORA_LAB/endpoints.ip"
+
+    # A host that drops packets fails a connect after 3 s, not after 134 s.
+    echo 1 >/proc/sys/net/ipv4/tcp_syn_retries
+    if [[ -e /proc/sys/net/ipv4/tcp_syn_linear_timeouts ]]; then
+        echo 0 >/proc/sys/net/ipv4/tcp_syn_linear_timeouts
+    fi
+}
+
+# linkDown, linkUp: the uplink's cable, pulled at the router's end.
+linkCarrier() { [[ $(cat /sys/class/net/$labUplink/carrier 2>/dev/null) == "$1" ]]; }
+linkDown() {
+    networkDo ip -n router link set desktop down
+    labUntil 5 linkCarrier 0 || labFail network "the uplink keeps its carrier"
+}
+linkUp() {
+    networkDo ip -n router link set desktop up
+    labUntil 5 linkCarrier 1 || labFail network "the uplink gets no carrier"
+}
