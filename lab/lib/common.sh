@@ -17,6 +17,10 @@ readonly labEndpointNetwork=198.18.0.0/15
 readonly labTunnelPool=10.77.1.0/24
 readonly labTunnelPing=10.77.0.1 labTunnelDns=10.77.0.53
 
+# Copies of programs that AppArmor's profiles know by path and would keep from
+# the lab's files.
+readonly labPrograms=$VELMORA_LAB/programs
+
 # --- Speaking and waiting ---------------------------------------------------------
 
 labSay() { printf 'lab: %s\n' "$*" >&2; }

@@ -120,9 +120,12 @@ nmStart() {
 nmUplinkUp() { [[ $(nmcli -g GENERAL.STATE device show "$labUplink" 2>/dev/null) == 100* ]]; }
 nmReady() { labReady nm 15 nmUplinkUp; }
 nmOwnsName() { dbus-send --system --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetNameOwner string:org.freedesktop.NetworkManager; }
+noTunnelDevice() { [[ -z $(ip -br link show type tun) ]]; }
 nmStop() {
     labEnd nm "${1:-TERM}"
     labUntil 5 labNot nmOwnsName || labFail nm "keeps its name on the bus"
+    # Its helpers follow when they see that, and a tunnel with them.
+    labUntil 5 noTunnelDevice || labFail nm "leaves a tunnel behind"
 }
 
 # --- Session bus and keyring ------------------------------------------------------
@@ -168,11 +171,11 @@ keyringIsLocked() {
 }
 keyringOwnsName() { dbus-send --session --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetNameOwner string:org.freedesktop.secrets; }
 
-# The empty line is the password of the collection.
+readonly keyringPassword=lab
 keyringStart() {
     labAlive keyring && return 0
     # shellcheck disable=SC2016  # expanded by the inner shell
-    labSpawn keyring bash -c 'exec "$@" <<<""' keyring "${labAsUser[@]}" \
+    labSpawn keyring bash -c 'exec "$@" < <(printf %s "$0")' "$keyringPassword" "${labAsUser[@]}" \
         gnome-keyring-daemon --foreground --unlock --components=secrets
 }
 keyringReady() { labReady keyring 10 keyringIsLocked false; }
@@ -185,7 +188,7 @@ keyringLock() {
     labUntil 5 keyringIsLocked true || labFail keyring "does not lock"
 }
 keyringUnlock() {
-    "${labAsUser[@]}" gnome-keyring-daemon --unlock <<<"" >>"$VELMORA_LAB/log/keyring.log" 2>&1
+    "${VELMORA_LAB_SERVICE%/*}/velmora-lab-unlock" "$keyringPassword" >>"$VELMORA_LAB/log/keyring.log" 2>&1
     labUntil 5 keyringIsLocked false || labFail keyring "does not unlock"
 }
 

@@ -9,13 +9,10 @@ readonly gatewayVici=unix://$gatewayHome/charon.vici
 
 gatewayConfigure() {
     local folder
-    mkdir -p "$gatewayHome/bin" "$SWANCTL_DIR"
+    mkdir -p "$SWANCTL_DIR"
     for folder in conf.d x509 x509ca x509ocsp x509aa x509ac x509crl pubkey private rsa ecdsa bliss pkcs8 pkcs12; do
         mkdir -p "$SWANCTL_DIR/$folder"
     done
-    # Copies, because AppArmor's profiles know the originals by path and keep
-    # them from the lab's files.
-    cp /usr/sbin/charon-systemd /usr/sbin/swanctl "$gatewayHome/bin/"
     cat >"$STRONGSWAN_CONF" <<END
 charon-systemd {
     load = random nonce aes sha1 sha2 md5 hmac gmp curve25519 pem pkcs1 x509 pubkey constraints revocation kdf gcrypt kernel-libipsec kernel-netlink socket-default vici updown xauth-generic attr unity fips-prf drbg
@@ -88,12 +85,12 @@ END
 gatewayStart() {
     labAlive gateway && return 0
     rm -f "$gatewayHome/charon.vici"
-    labSpawn gateway ip netns exec gateway "$gatewayHome/bin/charon-systemd"
+    labSpawn gateway ip netns exec gateway "$labPrograms/charon-systemd"
 }
 
 gatewayReady() {
     labReady gateway 10 test -S "$gatewayHome/charon.vici"
-    timeout 10 "$gatewayHome/bin/swanctl" --load-all --noprompt --uri "$gatewayVici" \
+    timeout 10 "$labPrograms/swanctl" --load-all --noprompt --uri "$gatewayVici" \
         >>"$VELMORA_LAB/log/gateway-load.log" 2>&1 ||
         labFail gateway-load "does not take its configuration"
 }

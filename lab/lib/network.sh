@@ -46,6 +46,9 @@ END
         networkDo ip netns exec "$namespace" sh -c 'echo 1 >/proc/sys/net/ipv4/ip_forward'
     done
 
+    # "No route" is answered every time, not once a second.
+    ip netns exec router sh -c 'echo 0 >/proc/sys/net/ipv4/icmp_ratelimit'
+
     # An endpoint that refuses lives on the router, where nothing listens; one
     # that is silent is a route to nowhere (an unanswered ARP question would
     # come back as another error).
@@ -66,7 +69,7 @@ END
 }
 
 # linkDown, linkUp: the uplink's cable, pulled at the router's end.
-linkCarrier() { [[ $(cat /sys/class/net/$labUplink/carrier 2>/dev/null) == "$1" ]]; }
+linkCarrier() { [[ $(cat /sys/class/net/"$labUplink"/carrier 2>/dev/null) == "$1" ]]; }
 linkDown() {
     networkDo ip -n router link set desktop down
     labUntil 5 linkCarrier 0 || labFail network "the uplink keeps its carrier"

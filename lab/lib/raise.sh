@@ -38,10 +38,13 @@ labSetup() { # what must stand before anything is started
     chown "$VELMORA_LAB_UID:$VELMORA_LAB_GID" "$HOME" "$XDG_RUNTIME_DIR"
     chmod 700 "$HOME" "$XDG_RUNTIME_DIR"
     cp "$LAB_SEED" "$VELMORA_LAB/seed.txt"
+    mkdir "$labPrograms"
+    cp /usr/sbin/charon-systemd /usr/sbin/swanctl "$(command -v dnsmasq)" "$labPrograms/"
     if [[ $LAB_DISPLAY == inherit ]]; then
         labInheritDisplay "$wayland"
     else
-        unset DISPLAY XAUTHORITY WAYLAND_DISPLAY
+        unset DISPLAY XAUTHORITY WAYLAND_DISPLAY XDG_CURRENT_DESKTOP DESKTOP_SESSION
+        export XDG_SESSION_TYPE=x11
     fi
     exec {labOldRun}<&-
 }
@@ -63,6 +66,7 @@ labEnvironment() {
     read -r _ account password < <(grep -m 1 '^account ' "$LAB_SEED")
     export VELMORA_LAB_USER=$account VELMORA_LAB_PASSWORD=$password
 
+    export USER=$VELMORA_LAB_PERSON LOGNAME=$VELMORA_LAB_PERSON
     export HOME=$VELMORA_LAB/home XDG_RUNTIME_DIR=$VELMORA_LAB/runtime
     export XDG_CONFIG_HOME=$HOME/.config XDG_DATA_HOME=$HOME/.local/share
     export XDG_CACHE_HOME=$HOME/.cache XDG_STATE_HOME=$HOME/.local/state
@@ -90,7 +94,7 @@ labWriteEnvironment() {
     local name
     for name in "${!VELMORA_LAB@}" HOME XDG_{RUNTIME_DIR,{CONFIG,DATA,CACHE,STATE}_HOME} \
         DBUS_{SYSTEM,SESSION}_BUS_ADDRESS DISPLAY XAUTHORITY WAYLAND_DISPLAY \
-        QT_LINUX_ACCESSIBILITY_ALWAYS_ON PATH; do
+        XDG_SESSION_TYPE QT_LINUX_ACCESSIBILITY_ALWAYS_ON USER LOGNAME PATH; do
         [[ -z ${!name:-} ]] || printf 'export %s=%q\n' "$name" "${!name}"
     done >"$VELMORA_LAB/env"
 }

@@ -19,7 +19,7 @@ host-record=gw.velmora.test,$labGatewayAddress
 host-record=sink.velmora.test,$labSinkAddress
 log-queries
 END
-    labSpawn "$name" ip netns exec "$namespace" dnsmasq --keep-in-foreground --user=root \
+    labSpawn "$name" ip netns exec "$namespace" "$labPrograms/dnsmasq" --keep-in-foreground --user=root \
         --pid-file= --log-facility=- --conf-file="$VELMORA_LAB/$name.conf"
 }
 # Port 53 in the table of UDP sockets.
@@ -36,11 +36,12 @@ serviceStart() {
         --faults "$VELMORA_LAB/faults" \
         --gateway "$labGatewayAddress" --sink "$labSinkAddress" \
         --secrets "$SWANCTL_DIR/secrets.conf" \
-        --swanctl "$gatewayHome/bin/swanctl" --vici "$gatewayVici" \
+        --swanctl "$labPrograms/swanctl" --vici "$gatewayVici" \
         --ready "$VELMORA_LAB/service.ready"
 }
 serviceReady() { labReady service 10 test -e "$VELMORA_LAB/service.ready"; }
+# serviceStop: ends it as a machine that shuts down would.
 serviceStop() {
-    labEnd service "${1:-TERM}"
+    labEnd service TERM
     rm -f "$VELMORA_LAB/service.ready"
 }
