@@ -211,3 +211,13 @@ windowManagerStart() {
         openbox --startup "touch $XDG_RUNTIME_DIR/openbox-ready"
 }
 windowManagerReady() { labReady window-manager 10 test -e "$XDG_RUNTIME_DIR/openbox-ready"; }
+
+# A desktop starts the accessibility bus with the session; Qt looks for it once
+# and does not ask for it.
+accessibilityStart() {
+    labSpawn accessibility "${labAsUser[@]}" /usr/libexec/at-spi-bus-launcher --launch-immediately
+}
+accessibilityAnswers() {
+    dbus-send --session --dest=org.a11y.Bus --print-reply /org/a11y/bus org.a11y.Bus.GetAddress
+}
+accessibilityReady() { labReady accessibility 10 accessibilityAnswers; }

@@ -150,12 +150,14 @@ if [[ $LAB_DISPLAY == virtual ]]; then
     labStep displayReady
     labStep windowManagerStart
 fi
+[[ $LAB_DISPLAY == none ]] || labStep accessibilityStart
 labStep gatewayReady
 labStep resolverReady resolver service
 labStep resolverReady tunnel-resolver gateway
 labStep serviceReady
 labStep keyringReady
 [[ $LAB_DISPLAY != virtual ]] || labStep windowManagerReady
+[[ $LAB_DISPLAY == none ]] || labStep accessibilityReady
 labStep nmReady
 labWriteEnvironment
 [[ -z $LAB_VERBOSE ]] || labSay "raised in $(((${EPOCHREALTIME/[.,]/} - ${labBegan/[.,]/}) / 1000)) ms"
