@@ -1,0 +1,25 @@
+#pragma once
+
+#include "ui/TextLabel.h"
+
+namespace velmora {
+
+/// One line that is elided in the middle where it is too long; its tooltip then has it whole.
+class ElidedLabel final : public TextLabel
+{
+    Q_OBJECT
+
+public:
+    using TextLabel::TextLabel;
+
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QString shownText() const;
+};
+
+} // namespace velmora

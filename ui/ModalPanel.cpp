@@ -1,0 +1,125 @@
+#include "ui/ModalPanel.h"
+
+#include <QAccessibleWidget>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPushButton>
+
+namespace velmora {
+
+namespace {
+
+class PanelAccessible final : public QAccessibleWidget
+{
+public:
+    explicit PanelAccessible(ModalPanel *panel) : QAccessibleWidget(panel, QAccessible::Dialog) {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.modal = true;
+        return state;
+    }
+};
+
+QAccessibleInterface *makeAccessible(const QString &, QObject *object)
+{
+    auto *panel = qobject_cast<ModalPanel *>(object);
+    return panel != nullptr ? new PanelAccessible(panel) : nullptr;
+}
+
+bool isInsidePanel(const QWidget *widget)
+{
+    for (; widget != nullptr; widget = widget->parentWidget()) {
+        if (qobject_cast<const ModalPanel *>(widget) != nullptr)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+ModalPanel::ModalPanel(QWidget *parent) : QWidget(parent)
+{
+    static const bool installed = [] {
+        QAccessible::installFactory(makeAccessible);
+        return true;
+    }();
+    Q_UNUSED(installed)
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { keepFocus(now); });
+}
+
+void ModalPanel::setVisible(bool visible)
+{
+    const bool was = !isHidden();
+    if (visible && !was) {
+        previousFocus = window()->focusWidget();
+        raise();
+    } else if (!visible && was && isAncestorOf(window()->focusWidget())) {
+        // Before it hides: the focus of a hidden widget goes to whatever comes next. From a panel that covers
+        // another one it returns to that one.
+        QWidget *const target =
+            previousFocus != nullptr && previousFocus->isVisible() ? previousFocus : nullptr;
+        if (target != nullptr)
+            target->setFocus(Qt::OtherFocusReason);
+        else
+            window()->focusWidget()->clearFocus();
+    }
+    QWidget::setVisible(visible);
+    if (visible && !was)
+        takeFocus();
+}
+
+void ModalPanel::takeFocus()
+{
+    const QList<QPushButton *> buttons = findChildren<QPushButton *>();
+    for (QPushButton *const button : buttons) {
+        if (button->isDefault())
+            button->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void ModalPanel::keepFocus(const QWidget *now)
+{
+    if (isVisible() && now != nullptr && now->window() == window() && !isInsidePanel(now))
+        takeFocus();
+}
+
+void ModalPanel::paintEvent(QPaintEvent *)
+{
+    QPainter(this).fillRect(rect(), QColor(0, 0, 0, 130));
+}
+
+void ModalPanel::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Escape)
+        Q_EMIT escapePressed();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+void ModalPanel::mousePressEvent(QMouseEvent *event)
+{
+    // What is covered is out of the pointer's reach.
+    event->accept();
+}
+
+bool ModalPanel::focusNextPrevChild(bool next)
+{
+    const QWidget *const start = window()->focusWidget();
+    QWidget *widget = window()->focusWidget();
+    while (widget != nullptr) {
+        widget = next ? widget->nextInFocusChain() : widget->previousInFocusChain();
+        if (widget == start)
+            break;
+        const bool takesTab = (widget->focusPolicy() & Qt::TabFocus) != 0;
+        if (isAncestorOf(widget) && takesTab && widget->isVisible() && widget->isEnabled()) {
+            widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            return true;
+        }
+    }
+    return true;
+}
+
+} // namespace velmora

@@ -1,0 +1,306 @@
+#include "ui/Style.h"
+
+#include "ui/Colors.h"
+
+#include <QApplication>
+#include <QPainter>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <QStyleFactory>
+#include <QStyleOption>
+
+namespace velmora {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int scrollBarExtent = 10;
+constexpr int shortestHandle = 32;
+
+bool wantsDark = false;
+bool appliesPalette = false;
+
+/// Whether the palette that Qt got from the desktop is only the one that Qt falls back to.
+bool desktopHasPalette(const QPalette &desktop)
+{
+    const QPalette fallback = QStyleFactory::create(u"Fusion"_s)->standardPalette();
+    return desktop.color(QPalette::Window) != fallback.color(QPalette::Window) ||
+           desktop.color(QPalette::Highlight) != fallback.color(QPalette::Highlight);
+}
+
+bool isFlat(const QStyleOptionButton &button)
+{
+    return button.features.testFlag(QStyleOptionButton::Flat);
+}
+
+bool isPrimary(const QStyleOptionButton &button)
+{
+    return button.features.testFlag(QStyleOptionButton::DefaultButton);
+}
+
+bool showsFocus(const QStyleOption &option)
+{
+    return option.state.testFlag(QStyle::State_HasFocus) &&
+           option.state.testFlag(QStyle::State_KeyboardFocusChange);
+}
+
+void drawButton(const QStyleOptionButton &button, QPainter *painter)
+{
+    const QPalette &palette = button.palette;
+    const bool down = button.state.testFlag(QStyle::State_Sunken) || button.state.testFlag(QStyle::State_On);
+    const bool over =
+        button.state.testFlag(QStyle::State_MouseOver) && button.state.testFlag(QStyle::State_Enabled);
+    const QRectF rect = QRectF(button.rect);
+    QColor focus = palette.color(QPalette::Highlight);
+    if (isPrimary(button)) {
+        Style::drawPanel(painter, rect, palette.color(QPalette::Highlight));
+        focus = palette.color(QPalette::HighlightedText);
+    } else if (!isFlat(button)) {
+        Style::drawPanel(painter, rect, palette.color(QPalette::Button), colors::controlOutline(palette));
+    }
+    // On the accent a light veil would take the text's contrast, so the primary button darkens.
+    const QColor veil = isPrimary(button) ? QColor(0, 0, 0, down ? 60 : 25)
+                        : down            ? colors::pressed(palette)
+                                          : colors::hover(palette);
+    if (down || over)
+        Style::drawPanel(painter, rect, veil);
+    if (showsFocus(button))
+        Style::drawFocusRing(painter, isPrimary(button) ? rect.adjusted(2, 2, -2, -2) : rect, focus);
+}
+
+void drawLineEdit(const QStyleOption &option, QPainter *painter)
+{
+    const QPalette &palette = option.palette;
+    Style::drawPanel(painter, option.rect, palette.color(QPalette::Base), colors::controlOutline(palette));
+    if (option.state.testFlag(QStyle::State_HasFocus))
+        Style::drawFocusRing(painter, option.rect, palette.color(QPalette::Highlight));
+}
+
+void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter *painter)
+{
+    if (bar.minimum == bar.maximum)
+        return;
+    const bool active =
+        bar.state.testFlag(QStyle::State_MouseOver) || bar.state.testFlag(QStyle::State_Sunken);
+    QColor handle = bar.palette.color(QPalette::WindowText);
+    handle.setAlphaF(active ? 0.5F : 0.3F);
+    const QRectF rect = QRectF(slider).adjusted(3, 2, -2, -2);
+    Style::drawPanel(painter, rect, handle, Qt::transparent, std::min(rect.width(), rect.height()) / 2);
+}
+
+} // namespace
+
+void Style::install()
+{
+    auto *const style = new Style;
+    QApplication::setStyle(style);
+    applyPalette();
+    qApp->installEventFilter(style);
+}
+
+void Style::setDark(bool dark)
+{
+    if (std::exchange(wantsDark, dark) != dark)
+        applyPalette();
+}
+
+void Style::applyPalette()
+{
+    if (appliesPalette)
+        return;
+    const QScopedValueRollback guard(appliesPalette, true);
+    // An empty palette brings the desktop's back to light.
+    QApplication::setPalette(QPalette());
+    const QPalette desktop = QApplication::palette();
+    if (!desktopHasPalette(desktop)) {
+        QApplication::setPalette(wantsDark ? colors::darkPalette() : colors::lightPalette());
+        return;
+    }
+    const QPalette accented = colors::withAccent(desktop);
+    QPalette change;
+    for (const auto role : {QPalette::Highlight, QPalette::HighlightedText})
+        change.setColor(role, accented.color(role));
+    QApplication::setPalette(change);
+}
+
+bool Style::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange)
+        applyPalette();
+    return QProxyStyle::eventFilter(watched, event);
+}
+
+QFont Style::font(TextRole role)
+{
+    QFont font = QApplication::font();
+    const auto scale = [&font](qreal factor) {
+        if (font.pointSizeF() > 0)
+            font.setPointSizeF(font.pointSizeF() * factor);
+        else
+            font.setPixelSize(qRound(font.pixelSize() * factor));
+    };
+    switch (role) {
+    case TextRole::Body:
+        break;
+    case TextRole::Title:
+        scale(1.6);
+        font.setWeight(QFont::DemiBold);
+        break;
+    case TextRole::Status:
+        scale(1.25);
+        font.setWeight(QFont::DemiBold);
+        break;
+    case TextRole::Quiet:
+        scale(0.85);
+        break;
+    }
+    return font;
+}
+
+void Style::drawFocusRing(QPainter *painter, const QRectF &rect, const QColor &color, qreal corner)
+{
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(QPen(color, 2));
+    painter->setBrush(Qt::NoBrush);
+    painter->drawRoundedRect(rect.adjusted(1, 1, -1, -1), corner - 1, corner - 1);
+    painter->restore();
+}
+
+void Style::drawPanel(QPainter *painter, const QRectF &rect, const QColor &fill, const QColor &outline,
+                      qreal corner)
+{
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    const bool outlined = outline.alpha() > 0;
+    painter->setPen(outlined ? QPen(outline, 1) : QPen(Qt::NoPen));
+    painter->setBrush(fill);
+    const qreal inset = outlined ? 0.5 : 0;
+    painter->drawRoundedRect(rect.adjusted(inset, inset, -inset, -inset), corner - inset, corner - inset);
+    painter->restore();
+}
+
+Style::Style() : QProxyStyle(QStyleFactory::create(u"Fusion"_s)) {}
+
+void Style::drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
+                          const QWidget *widget) const
+{
+    if (element == PE_PanelLineEdit) {
+        drawLineEdit(*option, painter);
+    } else if (element == PE_PanelButtonCommand) {
+        if (const auto *button = qstyleoption_cast<const QStyleOptionButton *>(option))
+            drawButton(*button, painter);
+    } else if (element == PE_FrameFocusRect) {
+        // A push button's panel shows the focus itself.
+        if (qobject_cast<const QPushButton *>(widget) == nullptr)
+            drawFocusRing(painter, option->rect, option->palette.color(QPalette::Highlight), spaceXs);
+    } else {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+    }
+}
+
+void Style::drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                        const QWidget *widget) const
+{
+    const auto *button = qstyleoption_cast<const QStyleOptionButton *>(option);
+    if (element == CE_PushButtonBevel && button != nullptr) {
+        // Fusion draws no panel for a flat button that is not pressed, which would hide its hover and its
+        // focus.
+        drawButton(*button, painter);
+        return;
+    }
+    if (element == CE_PushButtonLabel && button != nullptr) {
+        QStyleOptionButton label = *button;
+        const QColor text = isPrimary(label) ? label.palette.color(QPalette::HighlightedText)
+                            : isFlat(label)  ? colors::quietText(label.palette)
+                                             : label.palette.color(QPalette::ButtonText);
+        label.palette.setColor(QPalette::ButtonText, text);
+        // The label of a button stays where it is while the button is pressed.
+        label.state &= ~State_Sunken;
+        QProxyStyle::drawControl(element, &label, painter, widget);
+        return;
+    }
+    QProxyStyle::drawControl(element, option, painter, widget);
+}
+
+void Style::drawComplexControl(ComplexControl control, const QStyleOptionComplex *option, QPainter *painter,
+                               const QWidget *widget) const
+{
+    const auto *slider = qstyleoption_cast<const QStyleOptionSlider *>(option);
+    if (control == CC_ScrollBar && slider != nullptr)
+        drawScrollBar(*slider, subControlRect(control, option, SC_ScrollBarSlider, widget), painter);
+    else
+        QProxyStyle::drawComplexControl(control, option, painter, widget);
+}
+
+QRect Style::subControlRect(ComplexControl control, const QStyleOptionComplex *option, SubControl subControl,
+                            const QWidget *widget) const
+{
+    const auto *bar = qstyleoption_cast<const QStyleOptionSlider *>(option);
+    if (control != CC_ScrollBar || bar == nullptr)
+        return QProxyStyle::subControlRect(control, option, subControl, widget);
+
+    // No arrows: the groove takes the whole bar.
+    const bool horizontal = bar->orientation == Qt::Horizontal;
+    const int length = horizontal ? bar->rect.width() : bar->rect.height();
+    const qint64 range = qint64(bar->maximum) - bar->minimum;
+    const qint64 share = range > 0 ? length * qint64(bar->pageStep) / (range + bar->pageStep) : length;
+    const int handle = std::min(length, std::max(static_cast<int>(share), shortestHandle));
+    const int start = sliderPositionFromValue(bar->minimum, bar->maximum, bar->sliderPosition,
+                                              length - handle, bar->upsideDown);
+    const auto part = [&](int from, int size) {
+        return visualRect(bar->direction, bar->rect,
+                          horizontal ? QRect(from, 0, size, bar->rect.height())
+                                     : QRect(0, from, bar->rect.width(), size));
+    };
+    switch (subControl) {
+    case SC_ScrollBarGroove:
+        return bar->rect;
+    case SC_ScrollBarSlider:
+        return part(start, handle);
+    case SC_ScrollBarSubPage:
+        return part(0, start);
+    case SC_ScrollBarAddPage:
+        return part(start + handle, length - start - handle);
+    default:
+        return {};
+    }
+}
+
+QSize Style::sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &contents,
+                              const QWidget *widget) const
+{
+    QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);
+    if (type == CT_PushButton)
+        return {contents.width() + 2 * spaceL,
+                std::max(contents.height(), option->fontMetrics.height()) + 2 * spaceS};
+    if (type == CT_LineEdit)
+        size.setHeight(option->fontMetrics.height() + 2 * spaceS + 2);
+    return size;
+}
+
+int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const
+{
+    switch (metric) {
+    case PM_ScrollBarExtent:
+        return scrollBarExtent;
+    case PM_ScrollView_ScrollBarOverlap:
+        // The bar lies over what it scrolls, so that nothing moves sideways when it comes and goes.
+        return scrollBarExtent;
+    case PM_ScrollBarSliderMin:
+        return shortestHandle;
+    case PM_ButtonShiftHorizontal:
+    case PM_ButtonShiftVertical:
+        return 0;
+    case PM_DefaultFrameWidth:
+        // Room between the rounded edge of a field and its text.
+        return option != nullptr && option->type == QStyleOption::SO_Frame
+                   ? spaceS
+                   : QProxyStyle::pixelMetric(metric, option, widget);
+    default:
+        return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+}
+
+} // namespace velmora
