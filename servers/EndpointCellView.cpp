@@ -1,0 +1,54 @@
+#include "servers/EndpointCellView.h"
+
+#include "api/NetworkManager.h"
+#include "servers/HomeScreen.h"
+
+namespace velmora {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString latencyText(const std::optional<QList<double>> &ping)
+{
+    if (!ping)
+        return {};
+    if (ping->size() < 3)
+        fatalError(u"A latency list holds fewer than three values"_s);
+    return QString::asprintf("%.1f ms", ping->at(2));
+}
+
+} // namespace
+
+void EndpointCellView::configure(const Service &service)
+{
+    flagImageView->setImageNamed(service.country.toLower());
+    countryLabel->setText(service.name);
+    latencyLabel().setText(latencyText(service.ping));
+    const QString action = starText(service.name);
+    if (starBtn->accessibleName() != action)
+        starBtn->setAccessibleName(action);
+}
+
+QString EndpointCellView::spokenText() const
+{
+    const QString latency = latencyLabel().text();
+    const QString place = latency.isEmpty() ? countryLabel->text() : countryLabel->text() + u", "_s + latency;
+    return place + u", "_s + favoriteText();
+}
+
+void EndpointCellView::viewWillDraw() {}
+
+void EndpointCellView::favoriteReply(const std::optional<Response> &response)
+{
+    if (!response || response->success != true)
+        return;
+    const std::shared_ptr<HomeScreen> home = HomeScreen::current();
+    if (!home)
+        return;
+    NetworkManager::forOneRequest().getServices([home](const std::optional<ServiceResponse> &reply) {
+        home->servicesReply(reply ? reply->services : std::nullopt);
+    });
+}
+
+} // namespace velmora

@@ -1,0 +1,47 @@
+#include "servers/ServiceIndex.h"
+
+namespace velmora {
+
+ServiceIndex &ServiceIndex::ofAllServices()
+{
+    static ServiceIndex index;
+    return index;
+}
+
+const Service *ServiceIndex::first(const QList<Service> &services, std::optional<qint64> id)
+{
+    if (!describes(services))
+        build(services);
+    if (!id)
+        return withoutId ? &services[*withoutId] : nullptr;
+    const auto position = positions.constFind(*id);
+    return position != positions.constEnd() ? &services[*position] : nullptr;
+}
+
+bool ServiceIndex::describes(const QList<Service> &services) const
+{
+    if (services.constData() != records || services.size() != size)
+        return false;
+    return services.isEmpty() || (services.constFirst().name.constData() == firstName.constData() &&
+                                  services.constLast().name.constData() == lastName.constData());
+}
+
+void ServiceIndex::build(const QList<Service> &services)
+{
+    records = services.constData();
+    size = services.size();
+    firstName = services.isEmpty() ? QString() : services.constFirst().name;
+    lastName = services.isEmpty() ? QString() : services.constLast().name;
+    positions.clear();
+    positions.reserve(size);
+    withoutId.reset();
+    for (qsizetype position = 0; position < size; ++position) {
+        const std::optional<qint64> id = services[position].id;
+        if (!id)
+            withoutId = withoutId.value_or(position);
+        else if (!positions.contains(*id))
+            positions.insert(*id, position);
+    }
+}
+
+} // namespace velmora
