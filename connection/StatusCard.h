@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ui/Card.h"
+
+namespace velmora {
+
+/// The part of the home screen that says at a glance whether the traffic is protected: it then fills with the
+/// protected tone, and all that stands on it takes the colours for that ground.
+class StatusCard final : public Card
+{
+    Q_OBJECT
+
+public:
+    using Card::Card;
+
+    bool isProtected() const { return fillsWithTone; }
+    void setProtected(bool isProtected);
+
+Q_SIGNALS:
+    void protectedChanged(bool isProtected);
+    void exposedChanged(bool isExposed);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    void applyColors();
+
+    bool fillsWithTone = false;
+};
+
+} // namespace velmora
