@@ -1,14 +1,56 @@
+#include "app/MainStoryboard.h"
+#include "app/VelmoraApp.h"
+#include "platform/Configuration.h"
+#include "platform/Log.h"
+#include "platform/SystemNetworkVPNManager.h"
 #include "platform/SystemSecretStore.h"
+#include "ui/Screen.h"
+#include "ui/Window.h"
 
-#include <QApplication>
-#include <QWidget>
+#include <QAbstractEventDispatcher>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The platform's libraries report through GLib's main loop; under another one they would stay silent for
+/// ever.
+bool runsOnGLib()
+{
+    return QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib");
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
-    QApplication application(argc, argv);
-    velmora::SecretStore::setShared(std::make_unique<velmora::SystemSecretStore>());
-    QWidget window;
-    window.resize(400, 680);
-    window.show();
-    return QApplication::exec();
+    using namespace velmora;
+
+    // A standard output that nobody reads any more must not end the client.
+    std::signal(SIGPIPE, SIG_IGN);
+    VelmoraApp::setApplicationName(u"velmora"_s);
+    VelmoraApp::setApplicationDisplayName(u"Velmora"_s);
+    VelmoraApp::setApplicationVersion(configuration::version());
+    VelmoraApp::setDesktopFileName(configuration::applicationIdentifier());
+    const VelmoraApp application(argc, argv);
+    if (!runsOnGLib()) {
+        systemLog(
+            u"Qt does not run on GLib's event loop here (is QT_NO_GLIB set?); the client cannot work"_s);
+        return 1;
+    }
+
+    auto store = std::make_unique<SystemSecretStore>();
+    // The one moment at which the user may be asked; what fails after it fails without a word.
+    static_cast<void>(store->unlock());
+    SecretStore::setShared(std::move(store));
+    VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
+
+    const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
+    Window::windowWithContentViewController(storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s))
+        ->makeKeyAndOrderFront();
+    const int status = VelmoraApp::exec();
+    VPNManager::setSharedManager(nullptr);
+    return status;
 }

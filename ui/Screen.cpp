@@ -17,6 +17,13 @@ void Screen::ViewRelease::operator()(QWidget *widget) const
     widget->deleteLater();
 }
 
+void Screen::release(Screen *screen)
+{
+    screen->willBeReleased();
+    screen->view.reset();
+    screen->deleteLater();
+}
+
 QWidget *Screen::loadedView()
 {
     if (!view) {

@@ -24,11 +24,7 @@ public:
     template<class T>
     static std::shared_ptr<T> make()
     {
-        return std::shared_ptr<T>(new T, [](T *screen) {
-            screen->willBeReleased();
-            screen->view.reset();
-            screen->deleteLater();
-        });
+        return std::shared_ptr<T>(new T, release);
     }
 
     ~Screen() override;
@@ -79,6 +75,8 @@ private:
     {
         void operator()(QWidget *widget) const;
     };
+
+    static void release(Screen *screen);
 
     std::unique_ptr<QWidget, ViewRelease> view;
     std::weak_ptr<Storyboard> storyboardReference;

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "account/Keychain.h"
+#include "api/EndpointConnectResponse.h"
+#include "api/FavServiceResponse.h"
+#include "platform/VPNConnection.h"
+#include "platform/VPNManager.h"
+#include "servers/HomeScreen.h"
+#include "servers/PingTest.h"
+#include "ui/Outlet.h"
+#include "ui/Screen.h"
+
+#include <QHash>
+
+class QLabel;
+class QTimer;
+
+namespace velmora {
+
+class CountryTV;
+class FavoriteTV;
+class PowerButton;
+class StatusCard;
+
+/// The home screen: the lists and the choice (HomeVC.cpp), the profile and the tunnel (HomeVCTunnel.cpp), the
+/// latency survey (HomeVCSurvey.cpp).
+class HomeVC final : public Screen, public HomeScreen
+{
+    Q_OBJECT
+
+public:
+    HomeVC();
+    ~HomeVC() override;
+
+    void viewDidLoad() override;
+    void viewDidAppear() override;
+
+    void servicesReply(const std::optional<QList<Service>> &services) override;
+    void showInstallModal() override;
+    /// What the lists report: an endpoint id, negative when nothing is selected, and the list that speaks.
+    void selectedEndpointChanged(qint64 endpointId, const QWidget *list);
+
+    void connectButtonClicked();
+    void pingButtonClicked();
+    void helpButtonClicked();
+    void settingsButtonClickedWithSender();
+    void updateButtonClicked();
+    void closeButtonClicked();
+    void button1Clicked();
+
+    void VPNStatusDidChange();
+    void firePingTimer();
+
+    /// The id of the chosen endpoint; negative when none is.
+    qint64 chosenEndpoint() const { return selectedEndpointId; }
+
+protected:
+    std::unique_ptr<QWidget> makeView() override;
+    void willBeReleased() override;
+
+private:
+    void requestServices();
+    void favoritesReply(const std::optional<QList<qint64>> &favorites);
+    void reloadLists();
+    /// Marks the chosen endpoint in the list that holds it; one that neither list holds any more is no
+    /// choice.
+    void reselectEndpoint();
+
+    void observeTunnel();
+    void applyStatus(VPNStatus status, bool enabled);
+    void connectReplied(const std::optional<EndpointConnectResponse> &reply);
+    void configureProfile(const EndpointConnectResponse &details);
+    void profileSaved(const std::optional<PlatformError> &error);
+    void profileReloaded(const std::optional<PlatformError> &error);
+    void tunnelStarted(const VPNStartOutcome &outcome);
+
+    enum class TimerMode { Fast, Slow };
+    void setTimerMode(TimerMode mode);
+    void surveyNext();
+    void probeEnded(const Service &endpoint, const PingTest::Summary &result);
+
+    std::shared_ptr<HomeVC> self();
+
+    Outlet<FavoriteTV> favorites;
+    Outlet<CountryTV> countries;
+    Outlet<PowerButton> connectButton;
+    Outlet<QLabel> connectText;
+    Outlet<QLabel> connectStatusText;
+    Outlet<StatusCard> statusCard;
+    Outlet<QWidget> updateModal;
+    Outlet<QWidget> installModal;
+
+    Keychain keychain;
+    VPNManager &vpnManager;
+    bool isConnected = false;
+    /// Negative when none is chosen.
+    qint64 selectedEndpointId = -1;
+    std::optional<QString> vpnUsername;
+    /// References to items of the credential store, never the secrets.
+    std::optional<QByteArray> vpnPassword;
+    std::optional<QByteArray> vpnSharedSecret;
+
+    /// Index into the store's list of the endpoint that is being probed; -1 when no survey runs.
+    qint64 currentPingEndpoint = -1;
+    std::shared_ptr<PingTest> ping;
+    /// The last result of each endpoint, by id.
+    QHash<qint64, PingTest::Summary> pingResults;
+    /// Whether a result has arrived since the lists were last refreshed.
+    bool pendingPingResponses = false;
+    std::unique_ptr<QTimer> pingTimer;
+    /// Counts the refreshes, from 0 to 4 and round again.
+    qint64 tick = 1;
+};
+
+} // namespace velmora

@@ -1,0 +1,144 @@
+#include "connection/HomeVC.h"
+
+#include "api/NetworkManager.h"
+#include "connection/PowerButton.h"
+#include "connection/StatusAppearance.h"
+#include "connection/StatusCard.h"
+#include "platform/Log.h"
+
+#include <QLabel>
+
+namespace velmora {
+
+using namespace Qt::StringLiterals;
+
+void HomeVC::observeTunnel()
+{
+    connect(&vpnManager, &VPNManager::statusDidChange, this, &HomeVC::VPNStatusDidChange);
+    VPNStatusDidChange();
+    vpnManager.loadFromPreferences([](const std::optional<PlatformError> &error) {
+        systemLog(u"Error loading VPN config from preferences: "_s +
+                  (error ? error->description() : u"nil"_s));
+    });
+}
+
+void HomeVC::VPNStatusDidChange()
+{
+    applyStatus(vpnManager.connection().status(), vpnManager.isEnabled());
+}
+
+void HomeVC::applyStatus(VPNStatus status, bool enabled)
+{
+    printLine(u"VPN Status changed:"_s);
+    const StatusAppearance appearance = appearanceOf(status, enabled);
+    printLine(appearance.printed);
+    isConnected = appearance.isConnected;
+    connectText->setText(appearance.buttonText);
+    connectStatusText->setText(appearance.statusText);
+    connectButton->setImageNamed(appearance.buttonText == u"Quick Connect"_s ? u"power"_s : u"power1"_s);
+    connectButton->setAccessibleName(appearance.buttonText);
+    statusCard->setProtected(isConnected);
+}
+
+void HomeVC::connectButtonClicked()
+{
+    if (isConnected) {
+        systemLog(u"disconnecting"_s);
+        vpnManager.connection().stopVPNTunnel();
+        return;
+    }
+    systemLog(u"connecting"_s);
+    if (selectedEndpointId < 0)
+        return;
+    NetworkManager::forOneRequest().connectEndpoint(
+        selectedEndpointId, [screen = self()](const std::optional<EndpointConnectResponse> &reply) {
+            screen->connectReplied(reply);
+        });
+}
+
+void HomeVC::connectReplied(const std::optional<EndpointConnectResponse> &reply)
+{
+    if (!reply) {
+        systemLog(u"incomplete response from server"_s);
+        return;
+    }
+    // The shared secret stands in the log on purpose; nowhere else does a secret.
+    systemLog(u"connect to %1, %2"_s.arg(reply->address, reply->configuration));
+    vpnManager.loadFromPreferences(
+        [screen = self(), details = *reply](const std::optional<PlatformError> &error) {
+            if (error)
+                systemLog(u"error, %1 / %2"_s.arg(error->domain, QString::number(error->code)));
+            else
+                screen->configureProfile(details);
+        });
+}
+
+void HomeVC::configureProfile(const EndpointConnectResponse &details)
+{
+    systemLog(u"configure VPN preferences"_s);
+    VPNProtocolIPSec profile;
+    keychain.set(details.configuration, u"sharedSecret"_s);
+    systemLog(u"set shared secret"_s);
+    keychain.set(details.password, u"password"_s);
+    systemLog(u"set vpn password"_s);
+    vpnUsername = keychain.text(u"username"_s);
+    const auto referenceOf = [this](const QString &key) -> std::optional<QByteArray> {
+        const auto attributes = keychain.attributes(key);
+        return attributes ? std::optional(attributes->persistentReference) : std::nullopt;
+    };
+    vpnPassword = referenceOf(u"password"_s);
+    vpnSharedSecret = referenceOf(u"sharedSecret"_s);
+
+    profile.serverAddress = details.address;
+    profile.disconnectOnSleep = false;
+    profile.localIdentifier = u"client"_s;
+    profile.authenticationMethod = VPNIKEAuthenticationMethod::SharedSecret;
+    profile.username = vpnUsername;
+    profile.passwordReference = vpnPassword;
+    profile.sharedSecretReference = vpnSharedSecret;
+    profile.useExtendedAuthentication = true;
+    // Assigned a second time on purpose.
+    profile.disconnectOnSleep = false;
+    vpnManager.setProtocolConfiguration(profile);
+    vpnManager.setEnabled(true);
+    vpnManager.saveToPreferences(
+        [screen = self()](const std::optional<PlatformError> &error) { screen->profileSaved(error); });
+}
+
+void HomeVC::profileSaved(const std::optional<PlatformError> &error)
+{
+    if (error) {
+        printLine(u"VPN Preferences error: 2"_s);
+        return;
+    }
+    // A saved profile starts only after it has been loaded again.
+    vpnManager.loadFromPreferences(
+        [screen = self()](const std::optional<PlatformError> &failure) { screen->profileReloaded(failure); });
+}
+
+void HomeVC::profileReloaded(const std::optional<PlatformError> &error)
+{
+    if (error) {
+        // The same text as after a failed save.
+        printLine(u"VPN Preferences error: 2"_s);
+        return;
+    }
+    vpnManager.connection().startVPNTunnel(
+        [screen = self()](const VPNStartOutcome &outcome) { screen->tunnelStarted(outcome); });
+}
+
+void HomeVC::tunnelStarted(const VPNStartOutcome &outcome)
+{
+    if (std::holds_alternative<ForeignFailure>(outcome))
+        fatalError(u"The tunnel start failed with no error of the platform"_s, u"Fatal Error"_s);
+    if (const auto *error = std::get_if<PlatformError>(&outcome)) {
+        printLine(error->description());
+        printLine(u"VPN Preferences error: 3"_s);
+        printLine(error->description());
+        return;
+    }
+    VPNStatusDidChange();
+    printLine(u"VPN started successfully.."_s);
+}
+
+} // namespace velmora
