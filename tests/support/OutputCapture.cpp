@@ -1,6 +1,7 @@
 #include "tests/support/OutputCapture.h"
 
 #include <QLoggingCategory>
+#include <QTest>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -59,11 +60,22 @@ OutputCapture::OutputCapture()
 
 OutputCapture::~OutputCapture()
 {
+    stop();
+}
+
+void OutputCapture::stop()
+{
+    if (savedStdout < 0)
+        return;
+    drainPrinted();
     qInstallMessageHandler(previousHandler);
     std::fflush(stdout);
     dup2(savedStdout, STDOUT_FILENO);
-    close(savedStdout);
+    close(std::exchange(savedStdout, -1));
     close(std::exchange(readEnd, -1));
+    // The test's own report went into the capture, too.
+    if (QTest::currentTestFailed())
+        std::fprintf(stdout, "%s\n", qUtf8Printable(collected.join(u'\n')));
 }
 
 QStringList OutputCapture::lines()
