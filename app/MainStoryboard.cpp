@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 std::shared_ptr<Storyboard> makeMainStoryboard()
 {
-    const std::shared_ptr<Storyboard> storyboard = Storyboard::make();
+    std::shared_ptr<Storyboard> storyboard = Storyboard::make();
     storyboard->add(u"LoginVC"_s, u"ViewController"_s, Screen::make<ViewController>);
     storyboard->add(u"HomeVC"_s, u"HomeVC"_s, Screen::make<HomeVC>);
     return storyboard;

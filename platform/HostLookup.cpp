@@ -51,7 +51,7 @@ void lookupEnded(GObject *source, GAsyncResult *result, gpointer data)
     }
     g_resolver_free_addresses(found);
     if (!addresses.empty())
-        memory().insert(lookup->name, std::move(remembered));
+        memory().insert(lookup->name, remembered);
     if (!g_cancellable_is_cancelled(lookup->cancellable.get()))
         lookup->handler(std::move(addresses));
 }

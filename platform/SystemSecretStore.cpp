@@ -66,7 +66,7 @@ QString textOf(SecretItem *item)
         return {};
     gsize size = 0;
     const gchar *bytes = secret_value_get(value, &size);
-    const QString text = QString::fromUtf8(bytes, static_cast<qsizetype>(size));
+    QString text = QString::fromUtf8(bytes, static_cast<qsizetype>(size));
     secret_value_unref(value);
     return text;
 }

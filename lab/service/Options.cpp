@@ -15,6 +15,8 @@ constexpr std::array optionNames{
     std::pair<std::string_view, std::string Options::*>{"--http-log", &Options::httpLog},
     std::pair<std::string_view, std::string Options::*>{"--faults", &Options::faults},
     std::pair<std::string_view, std::string Options::*>{"--address", &Options::address},
+    std::pair<std::string_view, std::string Options::*>{"--port", &Options::port},
+    std::pair<std::string_view, std::string Options::*>{"--endpoints", &Options::endpoints},
     std::pair<std::string_view, std::string Options::*>{"--gateway", &Options::gateway},
     std::pair<std::string_view, std::string Options::*>{"--sink", &Options::sink},
     std::pair<std::string_view, std::string Options::*>{"--secrets", &Options::secrets},

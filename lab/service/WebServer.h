@@ -11,12 +11,14 @@ namespace velmora::lab {
 class Api;
 class RequestLog;
 
-/// The HTTP server of the API and of the web site, on port 80.
+/// The HTTP server of the API and of the web site.
 class WebServer
 {
 public:
-    /// Throws std::runtime_error when the address cannot be listened on.
-    WebServer(const std::string &address, Api &api, const RequestLog &log);
+    /// Port 0 takes a free one. Throws std::runtime_error when the address cannot be listened on.
+    WebServer(const std::string &address, guint port, Api &api, const RequestLog &log);
+
+    guint port() const;
 
 private:
     static void requestCallback(SoupServer *server, SoupServerMessage *message, const char *path,

@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <optional>
+#include <string>
 
 namespace {
 
@@ -26,8 +28,10 @@ void run(const velmora::lab::Options &options)
     const RequestLog log(options.httpLog);
     Gateway gateway(options.secrets, options.swanctl, options.vici);
     Api api({seed, database, gateway, faults, options.gateway, options.sink});
-    const WebServer server(options.address, api, log);
-    const Acceptor acceptor;
+    const WebServer server(options.address, static_cast<guint>(std::stoul(options.port)), api, log);
+    std::optional<Acceptor> acceptor;
+    if (options.endpoints != "none")
+        acceptor.emplace();
 
     GMainLoop *loop = g_main_loop_new(nullptr, FALSE);
     g_unix_signal_add(
@@ -37,7 +41,7 @@ void run(const velmora::lab::Options &options)
             return G_SOURCE_REMOVE;
         },
         loop);
-    std::ofstream(options.ready) << "listening\n";
+    std::ofstream(options.ready) << server.port() << '\n';
     g_main_loop_run(loop);
     g_main_loop_unref(loop);
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Drives the main job in a lab as a person would; a line for each step, exit status 1 at the first that is not so.
 
-Usage: tour.py CLIENT PICTURES
+Usage: tour.py [--without-tunnel] CLIENT PICTURES
 """
 
 import os
@@ -27,13 +27,13 @@ def say(step, seen):
 
 class Tour:
     def __init__(self, client, pictures):
-        self.client = client
+        self.client = [client] if "VELMORA_LAB" not in os.environ else ["labctl", "as-user", client]
         self.desktop = Desktop(pictures)
         self.log = open(os.path.join(pictures, "client.log"), "w", encoding="utf-8")
 
     def start(self):
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
-        self.process = subprocess.Popen(["labctl", "as-user", self.client], env=environment, stdout=self.log,
+        self.process = subprocess.Popen(self.client, env=environment, stdout=self.log,
                                         stderr=self.log)
         self.desktop.wait_for("User name")
         self.desktop.picture("login")
@@ -119,16 +119,21 @@ class Tour:
 
 
 def main():
-    client, pictures = sys.argv[1:3]
+    *options, client, pictures = sys.argv[1:]
     tour = Tour(client, pictures)
+    steps = [tour.start, tour.sign_in, tour.star, tour.choose]
+    if "--without-tunnel" not in options:
+        steps += [tour.connect, tour.ping, tour.disconnect]
     try:
-        for step in (tour.start, tour.sign_in, tour.star, tour.choose, tour.connect, tour.ping, tour.disconnect,
-                     tour.end):
+        for step in [*steps, tour.end]:
             step()
     except NotSo as fault:
         print(f"not so: {fault}", flush=True)
         tour.desktop.picture("not-so")
         return 1
+    if "--without-tunnel" in options:
+        print("The tour is complete, but for the tunnel.", flush=True)
+        return 0
     print("The tour is complete: a ping went through the tunnel and the route is back.", flush=True)
     return 0
 

@@ -48,7 +48,7 @@ QString HomeFixture::text(const QString &labelName) const
 
 QStringList HomeFixture::newLines()
 {
-    const QStringList lines = output.lines();
+    QStringList lines = output.lines();
     output.clear();
     return lines;
 }
