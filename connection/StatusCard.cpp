@@ -22,14 +22,16 @@ void StatusCard::setProtected(bool isProtected)
 void StatusCard::applyColors()
 {
     const QPalette ground = QApplication::palette();
-    setPalette(fillsWithTone ? colors::onFill(ground, colors::protectedFill(ground), colors::onProtected())
+    setPalette(fillsWithTone ? colors::onFill(colors::protectedFill(ground), colors::onProtected())
                              : QPalette());
 }
 
 void StatusCard::changeEvent(QEvent *event)
 {
     Card::changeEvent(event);
-    if (event->type() == QEvent::ApplicationPaletteChange && fillsWithTone)
+    // The tone differs between light and dark; the comparison ends what setting it brings about.
+    if (event->type() == QEvent::PaletteChange && fillsWithTone &&
+        palette().color(QPalette::Window) != colors::protectedFill(QApplication::palette()))
         applyColors();
 }
 

@@ -123,8 +123,9 @@ QColor onProtected()
     return Qt::white;
 }
 
-QPalette onFill(QPalette palette, const QColor &fill, const QColor &text)
+QPalette onFill(const QColor &fill, const QColor &text)
 {
+    QPalette palette;
     for (const auto role : {QPalette::Window, QPalette::Base, QPalette::Button, QPalette::HighlightedText})
         palette.setColor(role, fill);
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::Highlight})

@@ -25,8 +25,8 @@ QColor protectedFill(const QPalette &palette);
 QColor onProtected();
 
 /// The palette of an area that is filled with `fill` and carries `text`; the accent in it is the text's
-/// colour.
-QPalette onFill(QPalette palette, const QColor &fill, const QColor &text);
+/// colour. It sets these roles only: the others are still inherited.
+QPalette onFill(const QColor &fill, const QColor &text);
 
 /// The palettes for a desktop that has none of its own.
 QPalette lightPalette();

@@ -52,7 +52,7 @@ ModalPanel::ModalPanel(QWidget *parent) : QWidget(parent)
 
 void ModalPanel::setVisible(bool visible)
 {
-    const bool was = !isHidden();
+    const bool was = std::exchange(open, visible);
     if (visible && !was) {
         previousFocus = window()->focusWidget();
         raise();
@@ -82,7 +82,7 @@ void ModalPanel::takeFocus()
 
 void ModalPanel::keepFocus(const QWidget *now)
 {
-    if (isVisible() && now != nullptr && now->window() == window() && !isInsidePanel(now))
+    if (open && isVisible() && now != nullptr && now->window() == window() && !isInsidePanel(now))
         takeFocus();
 }
 

@@ -31,6 +31,7 @@ private:
     void keepFocus(const QWidget *now);
 
     QPointer<QWidget> previousFocus;
+    bool open = false;
 };
 
 } // namespace velmora

@@ -5,9 +5,10 @@
 #include <QApplication>
 #include <QPainter>
 #include <QPushButton>
-#include <QScopedValueRollback>
 #include <QStyleFactory>
 #include <QStyleOption>
+
+#include <memory>
 
 namespace velmora {
 
@@ -19,14 +20,15 @@ constexpr int scrollBarExtent = 10;
 constexpr int shortestHandle = 32;
 
 bool wantsDark = false;
-bool appliesPalette = false;
+bool desktopHasPalette = false;
 
 /// Whether the palette that Qt got from the desktop is only the one that Qt falls back to.
-bool desktopHasPalette(const QPalette &desktop)
+bool isFallback(const QPalette &desktop)
 {
-    const QPalette fallback = QStyleFactory::create(u"Fusion"_s)->standardPalette();
-    return desktop.color(QPalette::Window) != fallback.color(QPalette::Window) ||
-           desktop.color(QPalette::Highlight) != fallback.color(QPalette::Highlight);
+    const std::unique_ptr<QStyle> fusion(QStyleFactory::create(u"Fusion"_s));
+    const QPalette fallback = fusion->standardPalette();
+    return desktop.color(QPalette::Window) == fallback.color(QPalette::Window) &&
+           desktop.color(QPalette::Highlight) == fallback.color(QPalette::Highlight);
 }
 
 bool isFlat(const QStyleOptionButton &button)
@@ -93,6 +95,7 @@ void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter 
 
 void Style::install()
 {
+    desktopHasPalette = !isFallback(QApplication::palette());
     auto *const style = new Style;
     QApplication::setStyle(style);
     applyPalette();
@@ -101,23 +104,20 @@ void Style::install()
 
 void Style::setDark(bool dark)
 {
-    if (std::exchange(wantsDark, dark) != dark)
+    if (std::exchange(wantsDark, dark) != dark && !desktopHasPalette)
         applyPalette();
 }
 
 void Style::applyPalette()
 {
-    if (appliesPalette)
-        return;
-    const QScopedValueRollback guard(appliesPalette, true);
-    // An empty palette brings the desktop's back to light.
-    QApplication::setPalette(QPalette());
-    const QPalette desktop = QApplication::palette();
-    if (!desktopHasPalette(desktop)) {
+    if (!desktopHasPalette) {
         QApplication::setPalette(wantsDark ? colors::darkPalette() : colors::lightPalette());
         return;
     }
-    const QPalette accented = colors::withAccent(desktop);
+    // Only these two roles are set, so that the others go on following the desktop.
+    const QPalette accented = colors::withAccent(QApplication::palette());
+    if (accented.color(QPalette::Highlight) == QApplication::palette().color(QPalette::Highlight))
+        return;
     QPalette change;
     for (const auto role : {QPalette::Highlight, QPalette::HighlightedText})
         change.setColor(role, accented.color(role));
@@ -126,8 +126,15 @@ void Style::applyPalette()
 
 bool Style::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange)
+    if (event->type() == QEvent::ApplicationPaletteChange && desktopHasPalette)
         applyPalette();
+    auto *const window = event->type() == QEvent::ApplicationFontChange ? qobject_cast<QWidget *>(watched) : nullptr;
+    if (window != nullptr && window->isWindow()) {
+        // Qt tells windows alone, but a text with a size of its own must find it again.
+        const QList<QWidget *> parts = window->findChildren<QWidget *>();
+        for (QWidget *const part : parts)
+            QCoreApplication::sendEvent(part, event);
+    }
     return QProxyStyle::eventFilter(watched, event);
 }
 

@@ -43,13 +43,15 @@ void TableCellView::applyColors()
     }
     const QPalette ground = parentWidget() != nullptr ? parentWidget()->palette() : QApplication::palette();
     setPalette(
-        colors::onFill(ground, ground.color(QPalette::Highlight), ground.color(QPalette::HighlightedText)));
+        colors::onFill(ground.color(QPalette::Highlight), ground.color(QPalette::HighlightedText)));
 }
 
 void TableCellView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::ApplicationPaletteChange && selected)
+    // The comparison ends what setting the palette brings about.
+    if (event->type() == QEvent::PaletteChange && selected && parentWidget() != nullptr &&
+        palette().color(QPalette::Window) != parentWidget()->palette().color(QPalette::Highlight))
         applyColors();
 }
 

@@ -27,11 +27,11 @@ void TextLabel::applyFont()
         setFont(wanted);
 }
 
-void TextLabel::changeEvent(QEvent *event)
+bool TextLabel::event(QEvent *event)
 {
-    QLabel::changeEvent(event);
     if (event->type() == QEvent::ApplicationFontChange)
         applyFont();
+    return QLabel::event(event);
 }
 
 QColor TextLabel::textColor() const

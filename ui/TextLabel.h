@@ -20,7 +20,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
-    void changeEvent(QEvent *event) override;
+    bool event(QEvent *event) override;
     /// The colour of the text: the palette's, fainter where the role is quiet.
     QColor textColor() const;
 
