@@ -128,7 +128,8 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::ApplicationPaletteChange && desktopHasPalette)
         applyPalette();
-    auto *const window = event->type() == QEvent::ApplicationFontChange ? qobject_cast<QWidget *>(watched) : nullptr;
+    auto *const window =
+        event->type() == QEvent::ApplicationFontChange ? qobject_cast<QWidget *>(watched) : nullptr;
     if (window != nullptr && window->isWindow()) {
         // Qt tells windows alone, but a text with a size of its own must find it again.
         const QList<QWidget *> parts = window->findChildren<QWidget *>();

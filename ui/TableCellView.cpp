@@ -42,8 +42,7 @@ void TableCellView::applyColors()
         return;
     }
     const QPalette ground = parentWidget() != nullptr ? parentWidget()->palette() : QApplication::palette();
-    setPalette(
-        colors::onFill(ground.color(QPalette::Highlight), ground.color(QPalette::HighlightedText)));
+    setPalette(colors::onFill(ground.color(QPalette::Highlight), ground.color(QPalette::HighlightedText)));
 }
 
 void TableCellView::changeEvent(QEvent *event)

@@ -242,7 +242,9 @@ void ServerListsTest::selectionIsReportedWithItsList()
     storeMany(3);
     CountryTV list;
     QList<Report> reports;
-    list.selectedEndpointDelegate = [&](qint64 id, const TableView *from) { reports.append({id, from}); };
+    list.selectedEndpointDelegate = [&](qint64 id, const TableView *from) {
+        reports.append({id, from});
+    };
     showFilled(list);
 
     click(list, 50);
@@ -265,7 +267,9 @@ void ServerListsTest::whatSelectsSilentlyReportsNothing()
     storeMany(40);
     CountryTV list;
     int reports = 0;
-    list.selectedEndpointDelegate = [&](qint64, const TableView *) { ++reports; };
+    list.selectedEndpointDelegate = [&](qint64, const TableView *) {
+        ++reports;
+    };
     showFilled(list);
 
     QVERIFY(list.selectEndpointSilently(31));
@@ -320,9 +324,8 @@ void ServerListsTest::theKeyboardMovesThroughRows()
     CountryTV list;
     showFilled(list);
     const QList<std::pair<Qt::Key, int>> steps{
-        {Qt::Key_Down, 0},     {Qt::Key_Down, 1},    {Qt::Key_End, 49}, {Qt::Key_Down, 49},
-        {Qt::Key_PageUp, 44},  {Qt::Key_Up, 43},     {Qt::Key_Home, 0}, {Qt::Key_Up, 0},
-        {Qt::Key_PageDown, 5},
+        {Qt::Key_Down, 0}, {Qt::Key_Down, 1}, {Qt::Key_End, 49}, {Qt::Key_Down, 49},    {Qt::Key_PageUp, 44},
+        {Qt::Key_Up, 43},  {Qt::Key_Home, 0}, {Qt::Key_Up, 0},   {Qt::Key_PageDown, 5},
     };
     for (const auto &[key, row] : steps) {
         QTest::keyClick(&list, key);

@@ -171,8 +171,9 @@ void ScreenLayoutsTest::screensStayWholeWithLargeFonts()
     for (QWidget *const view : {&login.view, &home.view, &notice.view}) {
         QCoreApplication::processEvents();
         const QSize least = view->minimumSizeHint();
-        QVERIFY2(least.width() <= room.width() && least.height() <= room.height(),
-                 qPrintable(u"%1 needs %2 x %3"_s.arg(view->objectName()).arg(least.width()).arg(least.height())));
+        QVERIFY2(
+            least.width() <= room.width() && least.height() <= room.height(),
+            qPrintable(u"%1 needs %2 x %3"_s.arg(view->objectName()).arg(least.width()).arg(least.height())));
         view->resize(QSize(400, 650).expandedTo(least));
         QCoreApplication::processEvents();
         QCOMPARE(cutTexts(*view).join(u'|'), QString());
@@ -219,9 +220,10 @@ void ScreenLayoutsTest::theKeyboardGoesThroughTheHomeScreenInItsOrder()
     QVERIFY(QTest::qWaitForWindowActive(&home.view));
     home.layout.connectButton->setFocus();
     // The panels are hidden: no way leads to their buttons.
-    QCOMPARE(focusOrder(home.view),
-             (QStringList{u"connectButton"_s, u"favorites"_s, u"countries"_s, u"pingButton"_s, u"recentButton"_s,
-                          u"button1"_s, u"button2"_s, u"button3"_s, u"helpButton"_s, u"settingsButton"_s}));
+    QCOMPARE(
+        focusOrder(home.view),
+        (QStringList{u"connectButton"_s, u"favorites"_s, u"countries"_s, u"pingButton"_s, u"recentButton"_s,
+                     u"button1"_s, u"button2"_s, u"button3"_s, u"helpButton"_s, u"settingsButton"_s}));
 }
 
 void ScreenLayoutsTest::aPanelKeepsTheKeyboardAndGivesItBack()
