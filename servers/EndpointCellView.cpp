@@ -2,6 +2,7 @@
 
 #include "api/NetworkManager.h"
 #include "servers/HomeScreen.h"
+#include "ui/TableViewAccessible.h"
 
 namespace velmora {
 
@@ -28,6 +29,7 @@ void EndpointCellView::configure(const Service &service)
     const QString action = starText(service.name);
     if (starBtn->accessibleName() != action)
         starBtn->setAccessibleName(action);
+    announceRowText(this);
 }
 
 QString EndpointCellView::spokenText() const

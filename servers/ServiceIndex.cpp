@@ -35,12 +35,13 @@ void ServiceIndex::build(const QList<Service> &services)
     positions.clear();
     positions.reserve(size);
     withoutId.reset();
-    for (qsizetype position = 0; position < size; ++position) {
+    // From the end, so that of several records with one id the first stays.
+    for (qsizetype position = size - 1; position >= 0; --position) {
         const std::optional<qint64> id = services[position].id;
-        if (!id)
-            withoutId = withoutId.value_or(position);
-        else if (!positions.contains(*id))
+        if (id)
             positions.insert(*id, position);
+        else
+            withoutId = position;
     }
 }
 

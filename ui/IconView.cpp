@@ -1,6 +1,7 @@
 #include "ui/IconView.h"
 
 #include "resources/Pictures.h"
+#include "ui/Style.h"
 
 #include <QPainter>
 
@@ -16,6 +17,12 @@ void IconView::setColoured(bool coloured)
 {
     ownColours = coloured;
     update();
+}
+
+QSize IconView::sizeHint() const
+{
+    const int side = QFontMetrics(Style::font(Style::TextRole::Status)).height();
+    return {side, side};
 }
 
 void IconView::paintEvent(QPaintEvent *)

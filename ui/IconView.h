@@ -20,6 +20,10 @@ public:
     bool isColoured() const { return ownColours; }
     void setColoured(bool coloured);
 
+    /// As high as a line of the status text.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
 protected:
     void paintEvent(QPaintEvent *event) override;
 

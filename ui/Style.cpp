@@ -3,6 +3,7 @@
 #include "ui/Colors.h"
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -128,6 +129,12 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::ApplicationPaletteChange && desktopHasPalette)
         applyPalette();
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
+        if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Alt)
+            showMnemonics(QApplication::activeWindow(), event->type() == QEvent::KeyPress);
+    } else if (event->type() == QEvent::WindowDeactivate) {
+        showMnemonics(qobject_cast<QWidget *>(watched), false);
+    }
     auto *const window =
         event->type() == QEvent::ApplicationFontChange ? qobject_cast<QWidget *>(watched) : nullptr;
     if (window != nullptr && window->isWindow()) {
@@ -137,6 +144,15 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
             QCoreApplication::sendEvent(part, event);
     }
     return QProxyStyle::eventFilter(watched, event);
+}
+
+void Style::showMnemonics(QWidget *window, bool shown)
+{
+    if (window == nullptr || std::exchange(showsMnemonics, shown) == shown)
+        return;
+    const QList<QWidget *> parts = window->findChildren<QWidget *>();
+    for (QWidget *const part : parts)
+        part->update();
 }
 
 QFont Style::font(TextRole role)
@@ -286,6 +302,13 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption *option, con
     if (type == CT_LineEdit)
         size.setHeight(option->fontMetrics.height() + 2 * spaceS + 2);
     return size;
+}
+
+int Style::styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                     QStyleHintReturn *returnData) const
+{
+    return hint == SH_UnderlineShortcut ? static_cast<int>(showsMnemonics)
+                                        : QProxyStyle::styleHint(hint, option, widget, returnData);
 }
 
 int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const

@@ -49,6 +49,8 @@ public:
                          const QWidget *widget) const override;
     QSize sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &contents,
                            const QWidget *widget) const override;
+    int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                  QStyleHintReturn *returnData) const override;
     int pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const override;
 
 protected:
@@ -56,6 +58,10 @@ protected:
 
 private:
     static void applyPalette();
+    /// Underlines the letters that Alt presses, for as long as it is held.
+    void showMnemonics(QWidget *window, bool shown);
+
+    bool showsMnemonics = false;
 };
 
 } // namespace velmora

@@ -13,6 +13,13 @@
 
 namespace velmora {
 
+namespace {
+
+/// Room that a row should have at least, in average characters of the system's font.
+constexpr int leastCharacters = 44;
+
+} // namespace
+
 TableView::TableView(QWidget *parent) : QAbstractScrollArea(parent)
 {
     installTableViewAccessibility();
@@ -45,8 +52,7 @@ void TableView::selectRow(int row)
 {
     if (row < 0 || row >= rows || row == selection || !tableViewShouldSelectRow(row))
         return;
-    selection = row;
-    markSelectedView();
+    setSelectedRowSilently(row);
     tableViewSelectionDidChange();
 }
 
@@ -54,15 +60,18 @@ void TableView::deselectAll()
 {
     if (selection < 0)
         return;
-    selection = -1;
-    markSelectedView();
+    setSelectedRowSilently(-1);
     tableViewSelectionDidChange();
 }
 
 void TableView::setSelectedRowSilently(int row)
 {
-    if (std::exchange(selection, row) != row)
-        markSelectedView();
+    if (std::exchange(selection, row) == row)
+        return;
+    markSelectedView();
+    // With nothing selected it is the list itself that shows the focus.
+    if (hasFocus())
+        viewport()->update();
 }
 
 void TableView::scrollRowToVisible(int row)
@@ -124,17 +133,18 @@ void TableView::setMostRowsShown(int rowLimit)
 
 QSize TableView::sizeHint() const
 {
+    const int leastWidth = fontMetrics().averageCharWidth() * leastCharacters;
     if (rows > 0)
-        return {200, std::min(rows, wantedRows) * rowHeight};
+        return {leastWidth, std::min(rows, wantedRows) * rowHeight};
     const QFontMetrics metrics(Style::font(Style::TextRole::Quiet));
-    const QRect line(0, 0, std::max(width(), 200) - 2 * Style::spaceS, QWIDGETSIZE_MAX);
+    const QRect line(0, 0, std::max(width(), leastWidth) - 2 * Style::spaceS, QWIDGETSIZE_MAX);
     const int height = metrics.boundingRect(line, Qt::TextWordWrap, emptyLine).height() + Style::spaceS;
-    return {200, std::max(rowHeight, height)};
+    return {leastWidth, std::max(rowHeight, height)};
 }
 
 QSize TableView::minimumSizeHint() const
 {
-    return {200, std::min(sizeHint().height(), 2 * rowHeight)};
+    return {sizeHint().width(), std::min(sizeHint().height(), 2 * rowHeight)};
 }
 
 bool TableView::tableViewShouldSelectRow(int) const

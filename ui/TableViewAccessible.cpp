@@ -153,4 +153,12 @@ void announceSelectedRow(TableView *table)
     }
 }
 
+void announceRowText(TableCellView *view)
+{
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent change(view, QAccessible::NameChanged);
+    QAccessible::updateAccessibility(&change);
+}
+
 } // namespace velmora

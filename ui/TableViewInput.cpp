@@ -3,9 +3,11 @@
 #include "ui/TableView.h"
 #include "ui/TableViewAccessible.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -98,7 +100,9 @@ void TableView::focusInEvent(QFocusEvent *event)
 {
     QAbstractScrollArea::focusInEvent(event);
     updateFocusMark();
-    announceSelectedRow(this);
+    // After Qt has told of the list itself, which it does when this has returned.
+    if (QAccessible::isActive())
+        QTimer::singleShot(0, this, [this] { announceSelectedRow(this); });
 }
 
 void TableView::focusOutEvent(QFocusEvent *event)

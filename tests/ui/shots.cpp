@@ -5,7 +5,7 @@
 #include "ui_ViewController.h"
 
 #include <QApplication>
-#include <QDir>
+#include <QProcess>
 
 using namespace velmora;
 using namespace Qt::StringLiterals;
@@ -56,10 +56,10 @@ struct Home
     {
         ui.setupUi(&widget);
         setConnected(false);
-        widget.resize(400, 650);
-        widget.show();
         ui.favorites->reloadData();
         ui.countries->reloadData();
+        widget.resize(QSize(400, 650).expandedTo(widget.minimumSizeHint()));
+        widget.show();
     }
 
     void setConnected(bool connected)
@@ -88,8 +88,8 @@ void takeShots(const QString &suffix)
         QWidget widget;
         Ui::ViewController ui;
         ui.setupUi(&widget);
-        widget.resize(400, 650);
         ui.usernameTextfield->setText(u"demo"_s);
+        widget.resize(QSize(400, 650).expandedTo(widget.minimumSizeHint()));
         widget.show();
         save(widget, u"login"_s + suffix);
     }
@@ -119,10 +119,31 @@ void takeShots(const QString &suffix)
 
 int main(int argc, char *argv[])
 {
+    const bool isDoubled = qEnvironmentVariableIsSet("QT_SCALE_FACTOR");
     QApplication application(argc, argv);
     Style::install();
+    if (isDoubled) {
+        takeShots(u"-200-percent"_s);
+        return 0;
+    }
     takeShots(u"-light"_s);
     Style::setDark(true);
     takeShots(u"-dark"_s);
-    return 0;
+    Style::setDark(false);
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    takeShots(u"-right-to-left"_s);
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+    QFont large = QApplication::font();
+    large.setPointSizeF(large.pointSizeF() * 1.75);
+    QApplication::setFont(large);
+    takeShots(u"-large-font"_s);
+
+    // The scale is chosen when a process starts.
+    QProcess doubled;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"QT_SCALE_FACTOR"_s, u"2"_s);
+    doubled.setProcessEnvironment(environment);
+    doubled.setProcessChannelMode(QProcess::ForwardedChannels);
+    doubled.start(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
+    return doubled.waitForFinished() ? doubled.exitCode() : 1;
 }
