@@ -6,6 +6,8 @@
 
 namespace velmora {
 
+using namespace Qt::StringLiterals;
+
 QSize ElidedLabel::minimumSizeHint() const
 {
     return {0, TextLabel::minimumSizeHint().height()};
@@ -22,9 +24,11 @@ bool ElidedLabel::event(QEvent *event)
         return TextLabel::event(event);
     if (shownText() == text())
         return false;
-    // A name comes from the service: it is text, never mark-up.
+    // A name comes from the service: it is text, never mark-up. Only a very long one is broken into lines.
+    const QString spaces = text().size() <= 100 ? u"nowrap"_s : u"normal"_s;
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       QStringLiteral("<p>%1</p>").arg(text().toHtmlEscaped()), this, rect());
+                       u"<p style='white-space:%1'>%2</p>"_s.arg(spaces, text().toHtmlEscaped()), this,
+                       rect());
     return true;
 }
 

@@ -64,7 +64,9 @@ void IconButton::paintEvent(QPaintEvent *)
     if (isDown() || over)
         Style::drawPanel(&painter, rect(), isDown() ? colors::pressed(palette()) : colors::hover(palette()));
     const QColor quiet = over ? palette().color(QPalette::WindowText) : colors::quietText(palette());
-    drawIcon(&painter, velmora::iconSize(*this), accent ? palette().color(QPalette::Highlight) : quiet);
+    // A row of a list may be lower than a large font would have it.
+    const int side = std::min(velmora::iconSize(*this), height() - Style::spaceS);
+    drawIcon(&painter, side, accent ? palette().color(QPalette::Highlight) : quiet);
     if (showsFocus())
         Style::drawFocusRing(&painter, rect(), palette().color(QPalette::Highlight));
 }

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -207,6 +208,16 @@ void Style::drawPanel(QPainter *painter, const QRectF &rect, const QColor &fill,
 
 Style::Style() : QProxyStyle(QStyleFactory::create(u"Fusion"_s)) {}
 
+void Style::polish(QWidget *widget)
+{
+    QProxyStyle::polish(widget);
+    // An alert says what it is about in a heading, and its sentence in lines that are not too short.
+    if (widget->objectName() == u"qt_msgbox_label"_s)
+        widget->setFont(font(TextRole::Status));
+    else if (widget->objectName() == u"qt_msgbox_informativelabel"_s)
+        widget->setMinimumWidth(widget->fontMetrics().averageCharWidth() * 40);
+}
+
 void Style::drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
                           const QWidget *widget) const
 {
@@ -326,12 +337,13 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWi
         return 0;
     case PM_DefaultFrameWidth:
         // Room between the rounded edge of a field and its text.
-        return option != nullptr && option->type == QStyleOption::SO_Frame
-                   ? spaceS
-                   : QProxyStyle::pixelMetric(metric, option, widget);
+        if (qobject_cast<const QLineEdit *>(widget) != nullptr)
+            return spaceS;
+        break;
     default:
-        return QProxyStyle::pixelMetric(metric, option, widget);
+        break;
     }
+    return QProxyStyle::pixelMetric(metric, option, widget);
 }
 
 } // namespace velmora
