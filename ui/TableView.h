@@ -66,7 +66,6 @@ public:
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
-    // Data source and delegate.
     virtual int numberOfRowsInTableView() const = 0;
     virtual TableCellView *tableViewViewForTableColumnRow(int row) = 0;
     virtual bool tableViewShouldSelectRow(int row) const;

@@ -1,4 +1,3 @@
-#include "api/ServiceManager.h"
 #include "servers/CellLayouts.h"
 #include "servers/Countries.h"
 #include "servers/CountryCellView.h"
@@ -8,6 +7,7 @@
 #include "servers/HomeScreen.h"
 #include "servers/RecentCellView.h"
 #include "servers/RecentTV.h"
+#include "tests/servers/ListSamples.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/ScriptedServer.h"
@@ -24,42 +24,6 @@ using namespace velmora::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-using Report = std::pair<qint64, const TableView *>;
-
-Service endpoint(std::optional<qint64> id, const QString &name, std::optional<QList<double>> ping = {})
-{
-    return {id, name, u"US"_s, u"192.0.2.1"_s, std::move(ping)};
-}
-
-void storeMany(int count)
-{
-    ServiceManager &store = ServiceManager::shared();
-    store = {};
-    for (qint64 id = 1; id <= count; ++id)
-        store.allService.append(endpoint(id, u"Place %1"_s.arg(id)));
-    store.countryService = store.allService;
-}
-
-template<class List>
-void showFilled(List &list)
-{
-    list.resize(320, 210);
-    list.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&list));
-    list.reloadData();
-}
-
-template<class Cell, class List>
-Cell *cellAt(List &list, int row)
-{
-    return qobject_cast<Cell *>(list.viewAtRow(row));
-}
-
-void click(TableView &list, int y, Qt::KeyboardModifiers modifiers = {})
-{
-    QTest::mousePress(list.viewport(), Qt::LeftButton, modifiers, {60, y});
-}
 
 class Paints final : public QObject
 {
@@ -105,13 +69,6 @@ private Q_SLOTS:
     void rowsFollowAnotherListOfTheSameLength();
     void aBrokenInvariantIsFatal_data();
     void aBrokenInvariantIsFatal();
-
-    void selectionIsReportedWithItsList();
-    void whatSelectsSilentlyReportsNothing();
-    void reloadKeepsPlaceFocusAndSelection();
-    void theKeyboardMovesThroughRows();
-    void theKeyboardReachesTheStarOfTheSelectedRowAlone();
-    void typingFindsANextRow();
 
     void rowViewsAreFewWhateverTheLength();
     void drawingSettles();
@@ -237,156 +194,6 @@ void ServerListsTest::aBrokenInvariantIsFatal()
     QVERIFY(runsToItsDeath(breakIt).aborted);
 }
 
-void ServerListsTest::selectionIsReportedWithItsList()
-{
-    storeMany(3);
-    CountryTV list;
-    QList<Report> reports;
-    list.selectedEndpointDelegate = [&](qint64 id, const TableView *from) {
-        reports.append({id, from});
-    };
-    showFilled(list);
-
-    click(list, 50);
-    QCOMPARE(reports, (QList<Report>{{2, &list}}));
-    click(list, 50);
-    QCOMPARE(reports.size(), 1);
-    // Below the last row there is nothing to select.
-    click(list, 150);
-    QCOMPARE(reports.last(), Report(-1, &list));
-    list.deselectAll();
-    QCOMPARE(reports.size(), 2);
-    list.selectRow(0);
-    click(list, 10, Qt::ControlModifier);
-    QCOMPARE(reports.size(), 4);
-    QCOMPARE(reports.last().first, -1);
-}
-
-void ServerListsTest::whatSelectsSilentlyReportsNothing()
-{
-    storeMany(40);
-    CountryTV list;
-    int reports = 0;
-    list.selectedEndpointDelegate = [&](qint64, const TableView *) {
-        ++reports;
-    };
-    showFilled(list);
-
-    QVERIFY(list.selectEndpointSilently(31));
-    QCOMPARE(list.selectedRow(), 30);
-    QVERIFY(!list.selectEndpointSilently(99));
-    QCOMPARE(list.selectedRow(), -1);
-    list.selectEndpointSilently(40);
-    storeMany(2);
-    list.reloadData();
-    QCOMPARE(list.selectedRow(), -1);
-    QCOMPARE(reports, 0);
-
-    // Of two rows for one endpoint the selected one stays selected.
-    ServiceManager::shared().countryService.append(endpoint(1, u"Again"_s));
-    list.reloadData();
-    list.selectRow(2);
-    QVERIFY(list.selectEndpointSilently(1));
-    QCOMPARE(list.selectedRow(), 2);
-}
-
-void ServerListsTest::reloadKeepsPlaceFocusAndSelection()
-{
-    storeMany(500);
-    CountryTV list;
-    showFilled(list);
-    QVERIFY(QTest::qWaitForWindowActive(&list));
-    list.setFocus();
-    list.selectRow(100);
-    list.scrollRowToVisible(100);
-    const int place = list.verticalScrollBar()->value();
-    IconButton *const star = cellAt<CountryCellView>(list, 100)->starBtn.get();
-    star->setFocus(Qt::TabFocusReason);
-
-    ServiceManager::shared().allService[100].ping = QList<double>{1, 1, 1};
-    list.reloadData();
-
-    QCOMPARE(list.verticalScrollBar()->value(), place);
-    QCOMPARE(list.selectedRow(), 100);
-    QCOMPARE(cellAt<CountryCellView>(list, 100)->pingLabel->text(), u"1.0 ms"_s);
-    // The row has the view that it had, so whatever is about it stays: focus, pointer, tooltip.
-    QCOMPARE(cellAt<CountryCellView>(list, 100)->starBtn.get(), star);
-    QVERIFY(star->hasFocus());
-
-    // A star that scrolls away leaves the focus with its list.
-    list.verticalScrollBar()->setValue(0);
-    QVERIFY(list.hasFocus());
-}
-
-void ServerListsTest::theKeyboardMovesThroughRows()
-{
-    storeMany(50);
-    CountryTV list;
-    showFilled(list);
-    const QList<std::pair<Qt::Key, int>> steps{
-        {Qt::Key_Down, 0}, {Qt::Key_Down, 1}, {Qt::Key_End, 49}, {Qt::Key_Down, 49},    {Qt::Key_PageUp, 44},
-        {Qt::Key_Up, 43},  {Qt::Key_Home, 0}, {Qt::Key_Up, 0},   {Qt::Key_PageDown, 5},
-    };
-    for (const auto &[key, row] : steps) {
-        QTest::keyClick(&list, key);
-        QCOMPARE(list.selectedRow(), row);
-        QVERIFY(list.viewport()->rect().contains(list.viewAtRow(row)->geometry()));
-    }
-}
-
-void ServerListsTest::theKeyboardReachesTheStarOfTheSelectedRowAlone()
-{
-    storeMany(50);
-    QWidget window;
-    auto *list = new CountryTV(&window);
-    list->resize(320, 210);
-    auto *after = new QPushButton(&window);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    list->setFocus();
-
-    QTest::keyClick(list, Qt::Key_Tab);
-    QVERIFY(after->hasFocus());
-    QTest::keyClick(after, Qt::Key_Backtab);
-    QVERIFY(list->hasFocus());
-
-    QTest::keyClick(list, Qt::Key_End);
-    list->verticalScrollBar()->setValue(0);
-    QTest::keyClick(list, Qt::Key_Tab);
-    QCOMPARE(window.focusWidget(), cellAt<CountryCellView>(*list, 49)->starBtn.get());
-    // Moving on from a star leads to the next star.
-    QTest::keyClick(window.focusWidget(), Qt::Key_Up);
-    IconButton *const star = cellAt<CountryCellView>(*list, 48)->starBtn.get();
-    QCOMPARE(window.focusWidget(), star);
-    QCOMPARE(list->selectedRow(), 48);
-    QSignalSpy pressed(star, &IconButton::clicked);
-    QTest::keyClick(star, Qt::Key_Return);
-    QTest::keyClick(star, Qt::Key_Space);
-    QCOMPARE(pressed.size(), 2);
-    QTest::keyClick(star, Qt::Key_Tab);
-    QVERIFY(after->hasFocus());
-}
-
-void ServerListsTest::typingFindsANextRow()
-{
-    ServiceManager &store = ServiceManager::shared();
-    store.allService = {endpoint(1, u"Oslo"_s), endpoint(2, u"Paris"_s), endpoint(3, u"Prague"_s),
-                        endpoint(4, u"Perth"_s)};
-    store.countryService = store.allService;
-    CountryTV list;
-    showFilled(list);
-    QTest::keyClicks(&list, u"pr"_s);
-    QCOMPARE(list.selectedRow(), 2);
-    // The time between keys ends one search and begins another.
-    QApplication::setKeyboardInputInterval(0);
-    QTest::keyClicks(&list, u"p"_s);
-    QCOMPARE(list.selectedRow(), 3);
-    QTest::keyClicks(&list, u"p"_s);
-    QCOMPARE(list.selectedRow(), 1);
-    QTest::keyClicks(&list, u"x"_s);
-    QCOMPARE(list.selectedRow(), 1);
-}
-
 void ServerListsTest::rowViewsAreFewWhateverTheLength()
 {
     storeMany(100'000);
@@ -413,7 +220,7 @@ void ServerListsTest::drawingSettles()
     const QList<TableView *> lists{new CountryTV(&window), new FavoriteTV(&window), new RecentTV(&window)};
     for (TableView *const list : lists) {
         list->viewport()->installEventFilter(&paints);
-        list->move(200 * static_cast<int>(lists.indexOf(list)), 0);
+        list->setGeometry(400 * static_cast<int>(lists.indexOf(list)), 0, 380, 150);
     }
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
@@ -492,7 +299,7 @@ void ServerListsTest::recentPlacesAreFourAndRefuseSelection()
     }
     QCOMPARE(shown, (QStringList{u"US"_s, u"United States"_s, u"GB"_s, u"United Kingdom"_s, u"CA"_s,
                                  u"Canada"_s, u"FR"_s, u"France"_s}));
-    click(list, 50);
+    QTest::mousePress(list.viewport(), Qt::LeftButton, {}, {60, 50});
     list.selectRow(1);
     QTest::keyClick(&list, Qt::Key_Down);
     QCOMPARE(list.selectedRow(), -1);
