@@ -1,10 +1,12 @@
 #include "app/MainStoryboard.h"
 #include "app/VelmoraApp.h"
 #include "platform/Configuration.h"
+#include "platform/DesktopAppearance.h"
 #include "platform/Log.h"
 #include "platform/SystemNetworkVPNManager.h"
 #include "platform/SystemSecretStore.h"
 #include "ui/Screen.h"
+#include "ui/Style.h"
 #include "ui/Window.h"
 
 #include <QAbstractEventDispatcher>
@@ -41,6 +43,8 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    Style::install();
+    const DesktopAppearance appearance(&Style::setDark);
     auto store = std::make_unique<SystemSecretStore>();
     // The one moment at which the user may be asked; what fails after it fails without a word.
     static_cast<void>(store->unlock());

@@ -58,6 +58,8 @@ class Desktop:
             if old.endswith(".png"):
                 os.remove(os.path.join(pictures, old))
         self.taken = 0
+        # Out of the way: no row is to look as if the pointer were on it.
+        subprocess.run(["xdotool", "mousemove", "0", "0"], check=True)
         Atspi.init()
 
     def application(self):
