@@ -64,6 +64,7 @@ void HomeVC::viewDidLoad()
     const auto selectionHandler = [this](qint64 endpointId, const TableView *list) {
         selectedEndpointChanged(endpointId, list);
     };
+    favorites->setBackgroundColor(QColor::fromRgbF(0.0F, 0.0F, 0.0F, 0.0F));
     favorites->selectedEndpointDelegate = selectionHandler;
     countries->selectedEndpointDelegate = selectionHandler;
     observeTunnel();

@@ -14,7 +14,12 @@ const Service *ServiceIndex::first(const QList<Service> &services, std::optional
         build(services);
     if (!id)
         return withoutId ? &services[*withoutId] : nullptr;
-    const auto position = positions.constFind(*id);
+    auto position = positions.constFind(*id);
+    // Lists that differ may look alike from outside; a record that is not the wanted one tells.
+    if (position != positions.constEnd() && services[*position].id != id) {
+        build(services);
+        position = positions.constFind(*id);
+    }
     return position != positions.constEnd() ? &services[*position] : nullptr;
 }
 

@@ -35,7 +35,7 @@ class Tour:
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
         self.process = subprocess.Popen(self.client, env=environment, stdout=self.log,
                                         stderr=self.log)
-        self.desktop.wait_for("User name")
+        self.desktop.wait_for("User name", Atspi.Role.TEXT)
         self.desktop.picture("login")
         say("start", "the login screen")
 

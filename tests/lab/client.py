@@ -1,0 +1,218 @@
+#!/usr/bin/python3
+"""The whole client in the lab, through what a person sees and does: what faults show, and that the next press works.
+
+Usage, inside a lab with a display: client.py CLIENT FOLDER
+"""
+
+import json
+import os
+import re
+import subprocess
+import sys
+
+here = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
+from desktop import Atspi, Desktop, NotSo, until  # noqa: E402
+
+CONNECT_SECONDS = 30
+# The gateway that does not answer is given up by the daemon after some 15 s.
+GIVEN_UP_SECONDS = 40
+
+
+def check(what, so, seen=None):
+    if not so:
+        raise NotSo(f"{what}; seen: {seen}")
+
+
+def labctl(*words):
+    done = subprocess.run(["labctl", *words], capture_output=True, text=True)
+    return done.returncode == 0, done.stdout.strip()
+
+
+class Client:
+    """One run of the client with its two channels in files of their own."""
+
+    def __init__(self, program, folder):
+        self.desktop = Desktop(folder)
+        self.program = program
+        self.paths = {name: os.path.join(folder, name) for name in ("stdout", "stderr")}
+        self.marks = {name: 0 for name in self.paths}
+        self.start(fresh=True)
+
+    def start(self, fresh=False):
+        mode = "wb" if fresh else "ab"
+        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
+        with open(self.paths["stdout"], mode) as out, open(self.paths["stderr"], mode) as err:
+            self.process = subprocess.Popen([self.program], env=environment, stdout=out, stderr=err)
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+        until("the client gone", lambda: self.desktop.application() is None)
+
+    def lines(self, channel):
+        """What the channel got since the last call; on standard error the client's own lines only."""
+        with open(self.paths[channel], encoding="utf-8") as file:
+            file.seek(self.marks[channel])
+            text = file.read()
+            self.marks[channel] = file.tell()
+        lines = text.splitlines()
+        if channel == "stderr":
+            lines = [line.removeprefix("velmora: ") for line in lines if line.startswith("velmora: ")]
+        return lines
+
+    def button(self, caption, seconds=15):
+        return self.desktop.wait_for(caption, Atspi.Role.PUSH_BUTTON, seconds=seconds)
+
+    def press(self, caption):
+        self.desktop.press(self.button(caption))
+
+    def sign_in(self, user, password):
+        field = self.desktop.wait_for("User name", Atspi.Role.TEXT)
+        self.desktop.focus(field)
+        self.desktop.key("ctrl+a")
+        self.desktop.type(user)
+        self.desktop.key("Tab")
+        self.desktop.key("ctrl+a")
+        self.desktop.type(password)
+        self.desktop.key("Return")
+
+    def choose(self, name):
+        the_list = self.desktop.wait_for("All locations", Atspi.Role.LIST)
+        until("locations", lambda: the_list.get_child_count() > 5)
+        self.desktop.focus(the_list)
+        self.desktop.type(name.lower())
+        until(f"{name} selected", lambda: any(
+            row.get_name().startswith(name) and row.get_state_set().contains(Atspi.StateType.SELECTED)
+            for row in (the_list.get_child_at_index(i) for i in range(the_list.get_child_count()))))
+
+    def connect(self):
+        self.press("Quick Connect")
+        self.desktop.wait_for_text("Connected", CONNECT_SECONDS)
+        self.button("Disconnect")
+        check("a ping through the tunnel", labctl("ping")[0])
+
+    def disconnect(self):
+        self.press("Disconnect")
+        self.desktop.wait_for_text("Disconnected")
+        until("the route back", lambda: "uplink" in labctl("route")[1])
+
+
+def wrong_password(client):
+    client.sign_in(os.environ["VELMORA_LAB_USER"], "wrong")
+    client.desktop.wait_for("OK", Atspi.Role.PUSH_BUTTON)
+    check("the service's words in the alert",
+          any("password" in (text or "").lower() for text in client.desktop.texts()), client.desktop.texts())
+    client.desktop.picture("alert")
+    client.desktop.key("Return")
+    until("the alert gone", lambda: client.desktop.find("OK", Atspi.Role.PUSH_BUTTON) is None)
+
+
+def main_job_leaves_its_lines_and_no_secret(client):
+    client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
+    client.choose("Berlin")
+    client.desktop.wait_for_text("Disconnected")
+    client.lines("stdout"), client.lines("stderr")
+    client.connect()
+    out, log = client.lines("stdout"), client.lines("stderr")
+    details = json.loads(out[0].removeprefix("response.data: "))
+    secrets = [details["configuration"], details["password"]]
+    check("the steps in the log", log == [
+        "connecting", f"connect to {details['address']}, {secrets[0]}", "configure VPN preferences",
+        "set shared secret", "set vpn password"], log)
+    check("the end on standard output",
+          out[-2:] == ["VPN Status changed:", "Connected"] and "VPN started successfully.." in out, out)
+    for secret in secrets:
+        found, places = labctl("find-text", secret)
+        check("no secret in any file that the client, the keyring or the daemon wrote", not found, places)
+    client.desktop.picture("connected")
+
+
+def killed_while_connected(client):
+    client.kill()
+    check("the tunnel without the client", labctl("ping")[0])
+    client.start()
+    client.desktop.wait_for_text("Connected")
+    client.button("Disconnect")
+    client.disconnect()
+
+
+def refused_by_the_gateway(client):
+    for fault, seconds in (("wrong-psk", CONNECT_SECONDS), ("wrong-password", CONNECT_SECONDS),
+                           ("unreachable-gateway", GIVEN_UP_SECONDS)):
+        client.choose("Berlin")
+        labctl("fault", fault, "on")
+        client.lines("stdout")
+        client.press("Quick Connect")
+        printed = []
+        until(f"{fault}: connecting, then disconnected",
+              lambda: printed.extend(client.lines("stdout")) or
+              ("Connecting" in printed and printed[-1] == "Disconnected"), seconds)
+        client.desktop.wait_for_text("Disconnected")
+        check(f"{fault}: never said connected", "Connected" not in printed, printed)
+        labctl("fault", "clear")
+        client.connect()
+        client.disconnect()
+
+
+def network_manager_killed(client):
+    client.connect()
+    labctl("nm", "kill")
+    client.desktop.wait_for_text("Disconnected")
+    client.button("Quick Connect")
+    client.lines("stdout"), client.lines("stderr")
+    # While it is away the first load fails, and that is all.
+    client.press("Quick Connect")
+    logged = []
+    until("the failed load in the log",
+          lambda: logged.extend(client.lines("stderr")) or
+          any(re.fullmatch(r"error, \S+ / -?\d+", line) for line in logged))
+    check("nothing configured", "configure VPN preferences" not in logged, logged)
+    labctl("nm", "start")
+    until("connected again", lambda: try_to_connect(client), CONNECT_SECONDS)
+    client.disconnect()
+
+
+def try_to_connect(client):
+    """The daemon is on the bus some time before it has its devices up; until then a start is refused."""
+    client.press("Quick Connect")
+    try:
+        client.desktop.wait_for_text("Connected", 5)
+    except NotSo:
+        return False
+    return labctl("ping")[0]
+
+
+def unreached_service(client):
+    labctl("service", "stop")
+    client.lines("stderr"), client.lines("stdout")
+    client.press("Quick Connect")
+    until("the press in the log", lambda: "connecting" in client.lines("stderr"))
+    labctl("service", "start")
+    client.connect()
+    check("a second press ends it", "Disconnect" in client.desktop.texts(), client.desktop.texts())
+    client.disconnect()
+
+
+def main():
+    client = Client(*sys.argv[1:3])
+    failed = 0
+    for scene in (wrong_password, main_job_leaves_its_lines_and_no_secret, killed_while_connected,
+                  refused_by_the_gateway, network_manager_killed, unreached_service):
+        try:
+            scene(client)
+            print(f"PASS   {scene.__name__}", flush=True)
+        except NotSo as fault:
+            client.desktop.picture("not-so")
+            print(f"FAIL   {scene.__name__}: {fault}", flush=True)
+            failed = 1
+            break
+    if client.process.poll() is not None:
+        print(f"FAIL   the client ended with status {client.process.returncode}", flush=True)
+        return 1
+    client.kill()
+    return failed
+
+
+if __name__ == "__main__":
+    sys.exit(main())
