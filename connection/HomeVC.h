@@ -107,7 +107,8 @@ private:
     QHash<qint64, PingTest::Summary> pingResults;
     /// Whether a result has arrived since the lists were last refreshed.
     bool pendingPingResponses = false;
-    std::unique_ptr<QTimer> pingTimer;
+    /// Runs for as long as the program and keeps this screen alive.
+    QTimer *pingTimer = nullptr;
     /// Counts the refreshes, from 0 to 4 and round again.
     qint64 tick = 1;
 };

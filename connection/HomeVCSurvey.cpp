@@ -3,6 +3,7 @@
 #include "api/ServiceManager.h"
 #include "platform/Log.h"
 
+#include <QSet>
 #include <QTimer>
 
 namespace velmora {
@@ -17,6 +18,13 @@ constexpr std::chrono::milliseconds slowInterval = 5000ms;
 constexpr qint64 probedPort = 443;
 constexpr qint64 ticksInCycle = 5;
 
+/// The timers that run. Never destroyed: a timer and the screen that it shares live until the process ends.
+QSet<QTimer *> &runningTimers()
+{
+    static auto *const timers = new QSet<QTimer *>;
+    return *timers;
+}
+
 } // namespace
 
 void HomeVC::setTimerMode(TimerMode mode)
@@ -25,14 +33,14 @@ void HomeVC::setTimerMode(TimerMode mode)
     if (pingTimer && pingTimer->intervalAsDuration() == wanted)
         return;
     // The old timer may be the one that is firing.
-    if (pingTimer) {
+    if (pingTimer != nullptr) {
         pingTimer->stop();
-        pingTimer.release()->deleteLater();
+        runningTimers().remove(pingTimer);
+        pingTimer->deleteLater();
     }
-    pingTimer = std::make_unique<QTimer>();
-    // The timer runs for as long as the program and keeps its screen alive.
-    connect(pingTimer.get(), &QTimer::timeout, pingTimer.get(),
-            [screen = self()] { screen->firePingTimer(); });
+    pingTimer = new QTimer;
+    runningTimers().insert(pingTimer);
+    connect(pingTimer, &QTimer::timeout, pingTimer, [screen = self()] { screen->firePingTimer(); });
     pingTimer->start(wanted);
 }
 

@@ -5,6 +5,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <utility>
+
 namespace velmora::testing {
 
 using namespace Qt::StringLiterals;
@@ -26,8 +28,8 @@ bool AlertCatcher::eventFilter(QObject *watched, QEvent *event)
     QMetaObject::invokeMethod(
         box,
         [this, box] {
-            if (whileOpen)
-                whileOpen();
+            if (const auto action = std::exchange(whileOpen, {}))
+                action();
             box->accept();
         },
         Qt::QueuedConnection);

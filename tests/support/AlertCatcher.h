@@ -15,7 +15,7 @@ public:
     AlertCatcher();
 
     QStringList alerts;
-    /// Called while the alert is open.
+    /// Called once, while the next alert is open.
     std::function<void()> whileOpen;
 
 protected:
