@@ -76,7 +76,7 @@ QPixmap flag(const QString &name, int size, qreal devicePixelRatio)
 
 QIcon colouredIcon(const QString &name)
 {
-    constexpr std::array sizes{16, 22, 24, 32, 48, 64, 128, 256};
+    constexpr std::array sizes{16, 22, 24, 32, 48, 64, 128};
     QIcon icon;
     for (const int size : sizes)
         icon.addPixmap(drawn(u":/icons/%1.svg"_s.arg(name), size, 1));
