@@ -125,12 +125,6 @@ void TableView::setEmptyText(const QString &text)
     viewport()->update();
 }
 
-void TableView::setMostRowsShown(int rowLimit)
-{
-    wantedRows = rowLimit;
-    updateGeometry();
-}
-
 QSize TableView::sizeHint() const
 {
     const int leastWidth = fontMetrics().averageCharWidth() * leastCharacters;

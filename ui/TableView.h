@@ -22,7 +22,8 @@ class TableView : public QAbstractScrollArea
 {
     Q_OBJECT
     Q_PROPERTY(QString emptyText READ emptyText WRITE setEmptyText)
-    Q_PROPERTY(int mostRowsShown READ mostRowsShown WRITE setMostRowsShown)
+    /// How many rows the list asks to be high for; it scrolls for more.
+    Q_PROPERTY(int mostRowsShown MEMBER wantedRows)
 
 public:
     /// Makes one row view as a child of the given widget.
@@ -59,9 +60,6 @@ public:
     /// The line that is shown while there are no rows.
     QString emptyText() const { return emptyLine; }
     void setEmptyText(const QString &text);
-    /// How many rows the list asks to be high for; it scrolls for more.
-    int mostRowsShown() const { return wantedRows; }
-    void setMostRowsShown(int rowLimit);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
