@@ -37,7 +37,6 @@ public:
     /// is not reported.
     void reloadData();
     int rowCount() const { return rows; }
-
     /// The selected row; -1 when there is none.
     int selectedRow() const { return selection; }
     /// Selects the row if the list allows it, and reports that. Nothing happens when it is selected already.
@@ -45,7 +44,6 @@ public:
     /// Clears the selection and reports that. Nothing happens when nothing is selected.
     void deselectAll();
     void scrollRowToVisible(int row);
-
     /// The view of the row, made if necessary; null for a row that does not exist.
     TableCellView *viewAtRow(int row);
     /// The views of the rows on screen, from top to bottom.
