@@ -54,6 +54,9 @@ BoundedCall::BoundedCall(std::chrono::milliseconds limit)
 
 BoundedCall::~BoundedCall()
 {
+    // What the calls used is let go of by sources of this context, which nobody runs later.
+    while (g_main_context_iteration(context, FALSE) != FALSE) {
+    }
     g_main_context_pop_thread_default(context);
     g_main_context_unref(context);
 }
