@@ -16,6 +16,17 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds readinessBound = 3s;
 constexpr std::chrono::milliseconds retryInterval = 2s;
 
+/// GLib 2.74 locks up where one thread registers a type that has an interface, for the first time, while
+/// another asks for that type in the middle of making a class. GIO connects to a bus in a thread of its own;
+/// meanwhile this one may make the HTTP session, whose class asks for types of addresses.
+void registerSharedTypes()
+{
+    for (const GType type :
+         {G_TYPE_INET_SOCKET_ADDRESS, G_TYPE_PROXY_ADDRESS, G_TYPE_SOCKET, G_TYPE_DATA_OUTPUT_STREAM,
+          G_TYPE_MEMORY_INPUT_STREAM, G_TYPE_MEMORY_OUTPUT_STREAM})
+        g_type_ensure(type);
+}
+
 } // namespace
 
 SystemNetworkClient::SystemNetworkClient()
@@ -38,7 +49,7 @@ bool SystemNetworkClient::isKnown() const
 
 bool SystemNetworkClient::isRunning() const
 {
-    return client && nm_client_get_nm_running(client.get()) != FALSE;
+    return client && clientIsWhole && nm_client_get_nm_running(client.get()) != FALSE;
 }
 
 NMRemoteConnection *SystemNetworkClient::profile() const
@@ -85,9 +96,10 @@ void SystemNetworkClient::open()
     GError *error = nullptr;
     const GCharPtr address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error));
     if (!address) {
-        fail(systemnetwork::failure(error));
+        drop(systemnetwork::failure(error));
         return;
     }
+    registerSharedTypes();
     g_dbus_connection_new_for_address(
         address.get(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
@@ -101,12 +113,21 @@ void SystemNetworkClient::busOpened(GAsyncResult *result)
     GError *error = nullptr;
     bus.reset(g_dbus_connection_new_for_address_finish(result, &error));
     if (!bus) {
-        fail(systemnetwork::failure(error));
+        drop(systemnetwork::failure(error));
         return;
     }
+    signalsOfBus.follow(
+        bus.get(), "closed", [](gpointer self) { static_cast<SystemNetworkClient *>(self)->busClosed(); },
+        this);
+    agent = std::make_unique<SystemNetworkSecretAgent>(bus.get(), [this] { refreshSoon(); });
+    createClient();
+}
+
+void SystemNetworkClient::createClient()
+{
     g_async_initable_new_async(
         NM_TYPE_CLIENT, G_PRIORITY_DEFAULT, calls.cancellable(), SystemNetworkCalls::ready,
-        calls.expect([this](GAsyncResult *created) { clientCreated(created); }), NM_CLIENT_DBUS_CONNECTION,
+        calls.expect([this](GAsyncResult *result) { clientCreated(result); }), NM_CLIENT_DBUS_CONNECTION,
         bus.get(), NM_CLIENT_INSTANCE_FLAGS, NM_CLIENT_INSTANCE_FLAGS_NO_AUTO_FETCH_PERMISSIONS, nullptr);
 }
 
@@ -116,48 +137,67 @@ void SystemNetworkClient::clientCreated(GAsyncResult *result)
     GError *error = nullptr;
     client.reset(reinterpret_cast<NMClient *>(
         g_async_initable_new_finish(G_ASYNC_INITABLE(source.get()), result, &error)));
-    if (!client) {
-        fail(systemnetwork::failure(error));
-        return;
-    }
-    if (g_dbus_connection_is_closed(bus.get())) {
-        client.reset();
-        fail(systemnetwork::daemonAbsent());
+    if (!client || !bus || g_dbus_connection_is_closed(bus.get()) != FALSE) {
+        drop(client ? systemnetwork::daemonAbsent() : systemnetwork::failure(error));
         return;
     }
     lastFailure.reset();
+    clientIsWhole = nm_client_get_nm_running(client.get()) != FALSE;
     const auto refreshSelf = [](gpointer self) {
         static_cast<SystemNetworkClient *>(self)->refreshSoon();
     };
-    for (const char *signal : {"notify::nm-running", "active-connection-added", "active-connection-removed",
-                               "connection-added", "connection-removed"})
+    for (const char *signal :
+         {"active-connection-added", "active-connection-removed", "connection-added", "connection-removed"})
         signalsOfClient.follow(client.get(), signal, refreshSelf, this);
     signalsOfClient.follow(
-        bus.get(), "closed", [](gpointer self) { static_cast<SystemNetworkClient *>(self)->close(); }, this);
-    agent = std::make_unique<SystemNetworkSecretAgent>(bus.get(), [this] { refreshSoon(); });
+        client.get(), "notify::nm-running",
+        [](gpointer self) { static_cast<SystemNetworkClient *>(self)->daemonCameOrWent(); }, this);
     refresh();
 }
 
-void SystemNetworkClient::fail(const PlatformError &error)
+/// When the daemon returns, libnm says so before it has read the profiles, as if there were none. A new
+/// client is not there before it has everything.
+void SystemNetworkClient::daemonCameOrWent()
 {
+    refreshSoon();
+    clientIsWhole = false;
+    if (nm_client_get_nm_running(client.get()) == FALSE)
+        return;
+    const auto renew = [this] {
+        if (!client)
+            return;
+        dropClient();
+        lastFailure = systemnetwork::daemonAbsent();
+        createClient();
+    };
+    QMetaObject::invokeMethod(this, renew, Qt::QueuedConnection);
+}
+
+void SystemNetworkClient::busClosed()
+{
+    // From the event loop, not from under the signals of what is dropped.
+    QMetaObject::invokeMethod(
+        this, [this] { drop(systemnetwork::daemonAbsent()); }, Qt::QueuedConnection);
+}
+
+/// Lets go of the bus and of all that hangs on it, and tries again later.
+void SystemNetworkClient::drop(const PlatformError &error)
+{
+    dropClient();
+    agent.reset();
+    signalsOfBus.clear();
     bus.reset();
     lastFailure = error;
     retry.start();
     refreshSoon();
 }
 
-/// The bus is gone. What hangs on it is dropped from the event loop, not from under its own signal.
-void SystemNetworkClient::close()
+void SystemNetworkClient::dropClient()
 {
-    const auto drop = [this] {
-        signalsOfClient.clear();
-        signalsOfObjects.clear();
-        followedProfile.reset();
-        agent.reset();
-        client.reset();
-        fail(systemnetwork::daemonAbsent());
-    };
-    QMetaObject::invokeMethod(this, drop, Qt::QueuedConnection);
+    signalsOfClient.clear();
+    signalsOfObjects.clear();
+    followedProfile.reset();
+    client.reset();
 }
 
 /// libnm tells one change of the daemon by several signals; only after the last of them do its objects fit
@@ -188,11 +228,13 @@ void SystemNetworkClient::refresh()
 void SystemNetworkClient::followObjects()
 {
     signalsOfObjects.clear();
-    const auto refreshSelf = [](gpointer self) {
-        static_cast<SystemNetworkClient *>(self)->refreshSoon();
+    const auto moved = [](gpointer data) {
+        auto *self = static_cast<SystemNetworkClient *>(data);
+        self->refreshSoon();
+        Q_EMIT self->tunnelMoved();
     };
     for (NMActiveConnection *tunnel : tunnels())
-        signalsOfObjects.follow(tunnel, "notify::state", refreshSelf, this);
+        signalsOfObjects.follow(tunnel, "notify::state", moved, this);
     followedProfile = refObject(profile());
     if (!followedProfile)
         return;

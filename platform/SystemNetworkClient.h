@@ -48,15 +48,20 @@ Q_SIGNALS:
     /// The copy of the profile is another one, as the daemon has it. Not at once after a save: until the
     /// daemon has told of it, the copy is the old one.
     void profileChanged();
+    /// A tunnel has another state. Comes for each of them, while `changed()` comes once for several.
+    void tunnelMoved();
     /// Anything that can be asked here is other than before; comes after `profileChanged()`.
     void changed();
 
 private:
     void open();
     void busOpened(GAsyncResult *result);
+    void createClient();
     void clientCreated(GAsyncResult *result);
-    void fail(const PlatformError &error);
-    void close();
+    void daemonCameOrWent();
+    void busClosed();
+    void drop(const PlatformError &error);
+    void dropClient();
     void refreshSoon();
     void refresh();
     void followObjects();
@@ -65,6 +70,7 @@ private:
     GObjectPtr<GDBusConnection> bus;
     GObjectPtr<NMClient> client;
     std::unique_ptr<SystemNetworkSecretAgent> agent;
+    SystemNetworkSignals signalsOfBus;
     SystemNetworkSignals signalsOfClient;
     SystemNetworkSignals signalsOfObjects;
     SystemNetworkCalls calls;
@@ -74,6 +80,8 @@ private:
     std::optional<PlatformError> lastFailure;
     QTimer retry;
     GObjectPtr<NMRemoteConnection> followedProfile;
+    /// Whether the client has seen the daemon without a gap.
+    bool clientIsWhole = false;
     bool profileRewritten = false;
     bool refreshDue = false;
 };

@@ -15,6 +15,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// Cancelled calls return with the next turn of the event loop.
+constexpr guint millisecondsAfterDestruction = 1000;
+
 PlatformError noSecrets(const QString &why)
 {
     return {QString::fromUtf8(g_quark_to_string(NM_SECRET_AGENT_ERROR)), NM_SECRET_AGENT_ERROR_NO_SECRETS,
@@ -96,19 +99,25 @@ SystemNetworkSecretAgent::SystemNetworkSecretAgent(GDBusConnection *bus,
                                                    std::function<void()> onRegistrationChanged)
     : registrationChanged(std::move(onRegistrationChanged))
 {
-    // Registration is switched on afterwards: as a part of the creation its failure would be final.
-    g_async_initable_new_async(
-        agentType(), G_PRIORITY_DEFAULT, calls.cancellable(), SystemNetworkCalls::ready,
-        calls.expect([this](GAsyncResult *result) { created(result); }), NM_SECRET_AGENT_OLD_IDENTIFIER,
-        identifier().constData(), NM_SECRET_AGENT_OLD_AUTO_REGISTER, FALSE,
-        NM_SECRET_AGENT_OLD_DBUS_CONNECTION, bus, nullptr);
+    // Registration is switched on afterwards: as a part of the creation its failure would be final. The
+    // creation is not to be cancelled: libnm then touches the agent after its end.
+    g_async_initable_new_async(agentType(), G_PRIORITY_DEFAULT, nullptr, SystemNetworkCalls::ready,
+                               calls.expect([this](GAsyncResult *result) { created(result); }),
+                               NM_SECRET_AGENT_OLD_IDENTIFIER, identifier().constData(),
+                               NM_SECRET_AGENT_OLD_AUTO_REGISTER, FALSE, NM_SECRET_AGENT_OLD_DBUS_CONNECTION,
+                               bus, nullptr);
 }
 
 SystemNetworkSecretAgent::~SystemNetworkSecretAgent()
 {
     signalsOfAgent.clear();
-    if (agent)
-        nm_secret_agent_old_destroy(NM_SECRET_AGENT_OLD(agent.get()));
+    if (!agent)
+        return;
+    nm_secret_agent_old_destroy(NM_SECRET_AGENT_OLD(agent.get()));
+    // libnm 1.42 touches the agent once more when the calls return that this has cancelled.
+    g_timeout_add_full(
+        G_PRIORITY_LOW, millisecondsAfterDestruction, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; },
+        agent.release(), g_object_unref);
 }
 
 bool SystemNetworkSecretAgent::isRegistered() const

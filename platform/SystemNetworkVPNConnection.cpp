@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 /// How long the end of an old tunnel may hold up a new one.
 constexpr std::chrono::milliseconds endingBound = 10s;
+/// A tunnel that does go down is seen to do so within less.
+constexpr std::chrono::milliseconds deactivationRetry = 100ms;
 
 QByteArray pathOf(NMActiveConnection *tunnel)
 {
@@ -45,6 +47,12 @@ bool isAlive(NMActiveConnection *tunnel)
     return stateOf(tunnel) != Tunnel::State::Deactivated;
 }
 
+bool isUpOrComingUp(NMActiveConnection *tunnel)
+{
+    const Tunnel::State state = stateOf(tunnel);
+    return state == Tunnel::State::Activating || state == Tunnel::State::Activated;
+}
+
 bool endedOnRequest(NMActiveConnection *tunnel)
 {
     const NMActiveConnectionStateReason reason = nm_active_connection_get_state_reason(tunnel);
@@ -67,6 +75,7 @@ SystemNetworkVPNConnection::SystemNetworkVPNConnection(SystemNetworkClient &netw
     endBound.setInterval(endingBound);
     connect(&endBound, &QTimer::timeout, this,
             [this] { finish(systemnetwork::timedOut(u"The tunnel before this one does not end"_s)); });
+    connect(&networkClient, &SystemNetworkClient::tunnelMoved, this, &SystemNetworkVPNConnection::tellStatus);
     connect(&networkClient, &SystemNetworkClient::changed, this, &SystemNetworkVPNConnection::follow);
 }
 
@@ -206,31 +215,46 @@ void SystemNetworkVPNConnection::stop()
 void SystemNetworkVPNConnection::deactivateAll()
 {
     for (NMActiveConnection *tunnel : client.tunnels()) {
-        if (isAlive(tunnel) && !stopRequested.contains(pathOf(tunnel)))
-            deactivate(tunnel);
+        const QByteArray path = pathOf(tunnel);
+        if (!isAlive(tunnel) || stopRequested.contains(path))
+            continue;
+        stopRequested.insert(path);
+        deactivate(path);
     }
 }
 
-void SystemNetworkVPNConnection::deactivate(NMActiveConnection *tunnel)
+/// Asks again until the tunnel goes down: what comes before the daemon has begun a tunnel in earnest, it
+/// accepts or refuses, and then goes on with the tunnel.
+void SystemNetworkVPNConnection::deactivate(const QByteArray &path)
 {
-    const QByteArray path = pathOf(tunnel);
-    stopRequested.insert(path);
-    const auto deactivated = [this, path](GAsyncResult *result) {
-        GError *failure = nullptr;
-        const GObjectPtr<GObject> asked(g_async_result_get_source_object(result));
-        const bool done = nm_client_deactivate_connection_finish(reinterpret_cast<NMClient *>(asked.get()),
-                                                                 result, &failure) != FALSE;
-        GErrorPtr error(failure);
-        if (done || is(failure, NM_MANAGER_ERROR, NM_MANAGER_ERROR_CONNECTION_NOT_ACTIVE))
-            return;
-        stopRequested.remove(path);
-        if (isUnderWay(Phase::EndingOthers))
-            finish(systemnetwork::failure(error.release()));
-        else
-            tellStatus();
-    };
-    nm_client_deactivate_connection_async(client.handle(), tunnel, calls.cancellable(),
-                                          SystemNetworkCalls::ready, calls.expect(deactivated));
+    for (NMActiveConnection *tunnel : client.tunnels()) {
+        if (pathOf(tunnel) != path || !isUpOrComingUp(tunnel))
+            continue;
+        nm_client_deactivate_connection_async(
+            client.handle(), tunnel, calls.cancellable(), SystemNetworkCalls::ready,
+            calls.expect([this, path](GAsyncResult *result) { deactivated(path, result); }));
+    }
+}
+
+void SystemNetworkVPNConnection::deactivated(const QByteArray &path, GAsyncResult *result)
+{
+    GError *failure = nullptr;
+    const GObjectPtr<GObject> asked(g_async_result_get_source_object(result));
+    const bool done = nm_client_deactivate_connection_finish(reinterpret_cast<NMClient *>(asked.get()),
+                                                             result, &failure) != FALSE;
+    GErrorPtr error(failure);
+    if (done || is(failure, NM_MANAGER_ERROR, NM_MANAGER_ERROR_CONNECTION_NOT_ACTIVE)) {
+        QTimer::singleShot(deactivationRetry, this, [this, path] {
+            if (stopRequested.contains(path))
+                deactivate(path);
+        });
+        return;
+    }
+    stopRequested.remove(path);
+    if (isUnderWay(Phase::EndingOthers))
+        finish(systemnetwork::failure(error.release()));
+    else
+        tellStatus();
 }
 
 void SystemNetworkVPNConnection::follow()

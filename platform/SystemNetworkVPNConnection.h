@@ -61,7 +61,8 @@ private:
     void finish(const VPNStartOutcome &outcome);
     void stop();
     void deactivateAll();
-    void deactivate(NMActiveConnection *tunnel);
+    void deactivate(const QByteArray &path);
+    void deactivated(const QByteArray &path, GAsyncResult *result);
     void follow();
     void noteTunnels();
     void tellStatus();
