@@ -1,0 +1,320 @@
+#include "platform/SecretStore.h"
+#include "platform/SystemNetworkClient.h"
+#include "platform/SystemNetworkPreferences.h"
+#include "platform/SystemSecretStore.h"
+#include "tests/lab/Lab.h"
+#include "tests/lab/TunnelClient.h"
+
+#include <QTest>
+
+using namespace velmora;
+using namespace velmora::testing;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString connecting = u"Connecting Connected"_s;
+const QString disconnecting = u"Disconnecting Disconnected"_s;
+const QString profileName = u"Velmora"_s;
+
+} // namespace
+
+/// The seam on the real NetworkManager, vpnc, keyring and gateway.
+class TunnelTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        if (!Lab::isHere())
+            QSKIP("this is no lab");
+        SecretStore::setShared(std::make_unique<SystemSecretStore>());
+    }
+
+    void init() { client.emplace(); }
+
+    void cleanup()
+    {
+        lab.ctl({u"fault"_s, u"clear"_s});
+        lab.ctl({u"gateway"_s, u"start"_s});
+        lab.ctl({u"nm"_s, u"start"_s});
+        lab.ctl({u"keyring"_s, u"start"_s});
+        lab.output(u"nmcli"_s, {u"connection"_s, u"delete"_s, profileName});
+        client.reset();
+    }
+
+    void connectsAndDisconnects()
+    {
+        QCOMPARE(client->load(), QString());
+        QVERIFY(!client->manager.protocolConfiguration());
+        QVERIFY(client->status() == VPNStatus::Invalid && !client->manager.isEnabled());
+        QCOMPARE(client->start(), u"nm-manager-error-quark 2"_s);
+
+        const Lab::Details details = lab.askForDetails();
+        QCOMPARE(client->connect(details), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(client->takeSeen(), u"Disconnected "_s + connecting);
+        QCOMPARE(client->manager.protocolConfiguration()->serverAddress, details.address);
+        QVERIFY(client->manager.isEnabled());
+        QVERIFY(lab.ctl({u"ping"_s}));
+        QVERIFY(lab.output(u"labctl"_s, {u"route"_s}).contains("dev tun"));
+        for (const QString &secret : {details.sharedSecret, details.password})
+            QCOMPARE(lab.output(u"labctl"_s, {u"find-text"_s, secret}), QByteArray());
+        QVERIFY(lab.output(u"labctl"_s, {u"gateway"_s, u"log"_s}).contains(lab.user().toUtf8()));
+
+        client->stop();
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), disconnecting);
+        QVERIFY(lab.ctl({u"until"_s, u"5"_s, u"sh"_s, u"-c"_s, u"labctl route | grep -q uplink"_s}));
+        QVERIFY(!lab.ctl({u"ping"_s}));
+    }
+
+    void isDisconnectedAfter_data()
+    {
+        QTest::addColumn<QStringList>("spoil");
+        QTest::newRow("wrong shared secret") << QStringList{u"fault"_s, u"wrong-psk"_s, u"on"_s};
+        QTest::newRow("wrong password") << QStringList{u"fault"_s, u"wrong-password"_s, u"on"_s};
+        QTest::newRow("gateway that does not answer")
+            << QStringList{u"fault"_s, u"unreachable-gateway"_s, u"on"_s};
+        QTest::newRow("line break in the address")
+            << QStringList{u"fault"_s, u"address=203.0.113.2\nScript /bin/false"_s, u"on"_s};
+        QTest::newRow("keyring gone after the save") << QStringList{u"keyring"_s, u"kill"_s};
+    }
+    void isDisconnectedAfter()
+    {
+        QFETCH(const QStringList, spoil);
+        const bool spoilsTheReply = spoil.first() == u"fault"_s;
+        QVERIFY(!spoilsTheReply || lab.ctl(spoil));
+        QCOMPARE(client->load(), QString());
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        QCOMPARE(client->load(), QString());
+        QVERIFY(spoilsTheReply || lab.ctl(spoil));
+        client->takeSeen();
+        QCOMPARE(client->start(), QString());
+        QVERIFY(client->comesTo(VPNStatus::Disconnected, 40'000));
+        QCOMPARE(client->takeSeen(), u"Connecting Disconnected"_s);
+
+        QVERIFY(lab.ctl({u"fault"_s, u"clear"_s}) && lab.ctl({u"keyring"_s, u"start"_s}));
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+    }
+
+    void stopsWhileConnecting()
+    {
+        QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->status() == VPNStatus::Connecting);
+        client->takeSeen();
+        client->stop();
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), disconnecting);
+    }
+
+    void stopsBeforeTheStartIsAnswered()
+    {
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        client->takeSeen();
+        QStringList ends;
+        const auto start = [&] {
+            client->manager.connection().startVPNTunnel([&ends](const VPNStartOutcome &outcome) {
+                const auto *error = std::get_if<PlatformError>(&outcome);
+                ends << (error != nullptr ? u"%1 %2"_s.arg(error->domain, QString::number(error->code))
+                                          : u"accepted"_s);
+            });
+        };
+        start();
+        client->stop();
+        QTRY_COMPARE(ends, QStringList(u"g-io-error-quark 19"_s));
+        QCOMPARE(client->takeSeen(), QString());
+        // A daemon that has only just begun forgets, one time in fifty, about the end that it was asked for.
+        for (int time = 0; time < 40; ++time) {
+            start();
+            QVERIFY(client->comesTo(VPNStatus::Connecting));
+            client->stop();
+            QVERIFY(client->comesTo(VPNStatus::Disconnected));
+            QCOMPARE(client->takeSeen(), u"Connecting "_s + disconnecting);
+            QCOMPARE(ends.takeLast(), u"accepted"_s);
+        }
+        // It remembers the handshakes that were left in the middle and lets the next one wait.
+        QVERIFY(lab.ctl({u"gateway"_s, u"stop"_s}));
+    }
+
+    void startsAnewWhile_data()
+    {
+        QTest::addColumn<VPNStatus>("before");
+        QTest::newRow("connecting") << VPNStatus::Connecting;
+        QTest::newRow("connected") << VPNStatus::Connected;
+        QTest::newRow("disconnecting") << VPNStatus::Disconnecting;
+    }
+    void startsAnewWhile()
+    {
+        QFETCH(const VPNStatus, before);
+        Lab::Details details = lab.askForDetails();
+        if (before == VPNStatus::Connecting)
+            details.address = qEnvironmentVariable("VELMORA_LAB_SINK");
+        QCOMPARE(client->connect(details), QString());
+        if (before != VPNStatus::Connecting)
+            QVERIFY(client->comesTo(VPNStatus::Connected));
+        const qsizetype tunnelsBefore = tunnelsOfTheGateway();
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        if (before == VPNStatus::Disconnecting) {
+            client->stop();
+            QVERIFY(client->comesTo(VPNStatus::Disconnecting));
+        }
+        client->takeSeen();
+        QCOMPARE(client->start(), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        const QString seen = client->takeSeen();
+        QCOMPARE(seen, before == VPNStatus::Connecting ? u"Connected"_s : connecting);
+        QCOMPARE(tunnelsOfTheGateway(), tunnelsBefore + 1);
+        QVERIFY(lab.ctl({u"ping"_s}));
+        // A start that finds its tunnel up is content.
+        QCOMPARE(client->start(), QString());
+        QCOMPARE(client->takeSeen(), QString());
+        QCOMPARE(tunnelsOfTheGateway(), tunnelsBefore + 1);
+    }
+
+    void twoChainsAtOnceEndInOneTunnel()
+    {
+        QStringList ends;
+        const auto chain = [&](const QString &name) {
+            client->configure(lab.askForDetails());
+            VPNManager &manager = client->manager;
+            manager.saveToPreferences([&, name](const std::optional<PlatformError> &saved) {
+                ends << name + u" saved "_s + (saved ? saved->description() : QString());
+                manager.loadFromPreferences([&, name](const std::optional<PlatformError> &loaded) {
+                    ends << name + u" loaded "_s + (loaded ? loaded->description() : QString());
+                    manager.connection().startVPNTunnel([&, name](const VPNStartOutcome &started) {
+                        ends << name + u" started "_s + QString::number(started.index());
+                    });
+                });
+            });
+        };
+        chain(u"first"_s);
+        chain(u"second"_s);
+        QTRY_COMPARE(ends.size(), 6);
+        QVERIFY2(ends.contains(u"first started 0"_s) && ends.contains(u"second started 0"_s),
+                 qPrintable(ends.join(u", "_s)));
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(lab.output(u"nmcli"_s, {u"-g"_s, u"NAME"_s, u"connection"_s, u"show"_s, u"--active"_s})
+                     .count(profileName.toUtf8()),
+                 1);
+        QCOMPARE(lab.output(u"nmcli"_s, {u"-g"_s, u"NAME"_s, u"connection"_s, u"show"_s})
+                     .count(profileName.toUtf8()),
+                 1);
+    }
+
+    void outlivesTheDaemon()
+    {
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        client->takeSeen();
+        QVERIFY(lab.ctl({u"nm"_s, u"kill"_s}));
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), u"Disconnected"_s);
+        QCOMPARE(client->load(), u"nm-client-error-quark 1"_s);
+        QCOMPARE(client->save(), u"nm-client-error-quark 1"_s);
+        QCOMPARE(client->start(), u"nm-client-error-quark 1"_s);
+        client->stop();
+
+        QVERIFY(lab.ctl({u"nm"_s, u"start"_s}));
+        QTRY_COMPARE(client->load(), QString());
+        QVERIFY(client->manager.protocolConfiguration() && client->manager.isEnabled());
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(client->takeSeen(), connecting);
+    }
+
+    void daemonDiesWhileConnecting()
+    {
+        QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->status() == VPNStatus::Connecting);
+        QVERIFY(lab.ctl({u"nm"_s, u"kill"_s}));
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+    }
+
+    void breaksAndIsBuiltAgain()
+    {
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        client->takeSeen();
+        lab.output(u"pkill"_s, {u"-KILL"_s, u"-x"_s, u"vpnc"_s});
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), u"Disconnected"_s);
+        // Now and then the daemon builds it again by itself in this moment.
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QVERIFY(lab.ctl({u"ping"_s}));
+    }
+
+    void isOpenedToAllWhereThePluginDemandsIt()
+    {
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        const QStringList askPermissions{u"-g"_s, u"connection.permissions"_s, u"connection"_s, u"show"_s,
+                                         profileName};
+        QVERIFY(lab.output(u"nmcli"_s, askPermissions).contains("user"));
+        SystemNetworkClient network;
+        SystemNetworkPreferences preferences(network);
+        std::optional<bool> widened;
+        preferences.widen([&widened](const Result<> &outcome) { widened = bool(outcome); });
+        QTRY_VERIFY(widened);
+        QVERIFY(*widened);
+        QCOMPARE(lab.output(u"nmcli"_s, askPermissions).trimmed(), QByteArray());
+        // It stays so, and works.
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(lab.output(u"nmcli"_s, askPermissions).trimmed(), QByteArray());
+    }
+
+    void isFoundConnectedByTheNextProgram()
+    {
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        client.emplace();
+        QVERIFY(client->status() == VPNStatus::Invalid && !client->manager.isEnabled());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(client->takeSeen(), u"Connected"_s);
+        QVERIFY(client->manager.isEnabled());
+        client->stop();
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), disconnecting);
+    }
+
+    void followsOtherPrograms()
+    {
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        client->takeSeen();
+        lab.output(u"nmcli"_s, {u"connection"_s, u"down"_s, profileName});
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), disconnecting);
+        lab.output(u"nmcli"_s, {u"connection"_s, u"up"_s, profileName});
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        QCOMPARE(client->takeSeen(), connecting);
+        lab.output(u"nmcli"_s, {u"connection"_s, u"delete"_s, profileName});
+        QVERIFY(client->comesTo(VPNStatus::Invalid));
+        QCOMPARE(client->takeSeen(), u"Disconnecting Invalid"_s);
+        QVERIFY(!client->manager.isEnabled());
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+    }
+
+private:
+    qsizetype tunnelsOfTheGateway()
+    {
+        return lab.output(u"labctl"_s, {u"gateway"_s, u"log"_s}).count("XAuth authentication of");
+    }
+
+    Lab lab;
+    std::optional<TunnelClient> client;
+};
+
+QTEST_GUILESS_MAIN(TunnelTest)
+#include "TunnelTest.moc"
