@@ -5,7 +5,7 @@
 
 # --- The lab's plan of addresses --------------------------------------------------
 #
-#  desktop ── router ─┬─ service   API, web site, resolver, endpoints
+#  desktop ── router ─┬─ service   API, web site, resolver; past `distance`, the endpoints
 #                     └─ gateway   IKE gateway; behind it what only the tunnel reaches
 
 readonly labUplink=uplink0
@@ -14,6 +14,7 @@ readonly labServiceAddress=198.51.100.2 labServiceRouter=198.51.100.1
 readonly labGatewayAddress=203.0.113.2 labGatewayRouter=203.0.113.1
 readonly labSinkAddress=203.0.113.66       # takes every packet and never answers
 readonly labEndpointNetwork=198.18.0.0/15
+readonly labDistance=distance labPastDistance=100   # the device on the way to them; the routes past it
 readonly labTunnelPool=10.77.1.0/24
 readonly labTunnelPing=10.77.0.1 labTunnelDns=10.77.0.53
 

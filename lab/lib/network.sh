@@ -18,14 +18,20 @@ networkRaise() {
     networkDo ip -n router link add gateway type veth peer name wan netns gateway
 
     # NetworkManager gives the uplink its address; the rest is fixed.
+    # What goes to an endpoint takes the way through the forwarder and comes back from its device; from there,
+    # and only from there, the way leads on. The answers come straight back.
     networkDo ip -n router -batch - <<END
+tuntap add dev $labDistance mode tun
 address add $labDesktopRouter/24 dev desktop
 address add $labServiceRouter/24 dev service
 address add $labGatewayRouter/24 dev gateway
 link set desktop up
 link set service up
 link set gateway up
-route add $labEndpointNetwork via $labServiceAddress
+link set $labDistance up
+route add $labEndpointNetwork dev $labDistance
+route add $labEndpointNetwork via $labServiceAddress table $labPastDistance
+rule add iif $labDistance lookup $labPastDistance
 route add $labTunnelPool via $labGatewayAddress
 route add blackhole $labSinkAddress
 END
@@ -46,20 +52,27 @@ END
         networkDo ip netns exec "$namespace" sh -c 'echo 1 >/proc/sys/net/ipv4/ip_forward'
     done
 
+    # The ways there and back differ, which is no forgery here.
+    ip netns exec router sh -c 'for each in /proc/sys/net/ipv4/conf/*/rp_filter; do echo 0 >"$each"; done'
+
     # "No route" is answered every time, not once a second.
     ip netns exec router sh -c 'echo 0 >/proc/sys/net/ipv4/icmp_ratelimit'
 
-    # An endpoint that refuses lives on the router, where nothing listens; one
+    # An endpoint that refuses lives on the gateway, where nothing listens; one
     # that is silent is a route to nowhere (an unanswered ARP question would
     # come back as another error).
     while read -r key _ _ address answer _; do
         [[ $key == endpoint ]] || continue
         case $answer in
-            refuses) echo "route add local $address dev lo" ;;
+            refuses)
+                echo "route add $address via $labGatewayAddress table $labPastDistance"
+                echo "route add local $address dev lo" >&3
+                ;;
             silent) echo "route add blackhole $address" ;;
         esac
-    done <"$seed" >"$VELMORA_LAB/endpoints.ip"
-    networkDo ip -n router -batch "$VELMORA_LAB/endpoints.ip"
+    done <"$seed" >"$VELMORA_LAB/router.ip" 3>"$VELMORA_LAB/gateway.ip"
+    networkDo ip -n router -batch "$VELMORA_LAB/router.ip"
+    networkDo ip -n gateway -batch "$VELMORA_LAB/gateway.ip"
 
     # A host that drops packets fails a connect after 3 s, not after 134 s.
     echo 1 >/proc/sys/net/ipv4/tcp_syn_retries
@@ -67,6 +80,13 @@ END
         echo 0 >/proc/sys/net/ipv4/tcp_syn_linear_timeouts
     fi
 }
+
+# The forwarder that gives the endpoints their distance.
+distanceStart() {
+    labSpawn distance ip netns exec router "${VELMORA_LAB_SERVICE%/*}/velmora-lab-distance" \
+        "$VELMORA_LAB/seed.txt" "$labDistance" "$VELMORA_LAB/distance.ready"
+}
+distanceReady() { labReady distance 5 test -e "$VELMORA_LAB/distance.ready"; }
 
 # linkDown, linkUp: the uplink's cable, pulled at the router's end.
 linkCarrier() { [[ $(cat /sys/class/net/"$labUplink"/carrier 2>/dev/null) == "$1" ]]; }

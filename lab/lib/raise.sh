@@ -133,6 +133,7 @@ labSetup
 
 # Everything is started before anything is waited for.
 labStep networkRaise "$VELMORA_LAB/seed.txt"
+labStep distanceStart
 labStep gatewayConfigure
 labStep gatewayStart
 labStep resolverStart resolver service "$labServiceAddress"
@@ -155,6 +156,7 @@ labStep gatewayReady
 labStep resolverReady resolver service
 labStep resolverReady tunnel-resolver gateway
 labStep serviceReady
+labStep distanceReady
 labStep keyringReady
 [[ $LAB_DISPLAY != virtual ]] || labStep windowManagerReady
 [[ $LAB_DISPLAY == none ]] || labStep accessibilityReady

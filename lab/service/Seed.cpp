@@ -34,10 +34,15 @@ bool readFavorites(std::istringstream &line, Seed &seed)
 bool readEndpoint(std::istringstream &line, Seed &seed)
 {
     Endpoint endpoint;
-    std::string answer;
-    if (!(line >> endpoint.id >> endpoint.country >> endpoint.address >> answer >> std::ws))
+    int milliseconds = 0;
+    std::string unit;
+    if (!(line >> endpoint.id >> endpoint.country >> endpoint.address >> endpoint.answer >> milliseconds >>
+          unit >> std::ws))
         return false;
-    if (answer != "accepts" && answer != "refuses" && answer != "silent")
+    if (milliseconds < 0 || unit != "ms")
+        return false;
+    endpoint.distance = std::chrono::milliseconds(milliseconds);
+    if (endpoint.answer != "accepts" && endpoint.answer != "refuses" && endpoint.answer != "silent")
         return false;
     std::getline(line, endpoint.name);
     if (endpoint.name.empty() || !seed.endpointIds.insert(endpoint.id).second)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <unordered_set>
@@ -12,6 +13,10 @@ struct Endpoint
     std::int64_t id = 0;
     std::string country;
     std::string address;
+    /// The round trip from the desktop.
+    std::chrono::milliseconds distance{};
+    /// What a connect meets: "accepts", "refuses" or "silent".
+    std::string answer;
     std::string name;
 };
 
