@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora {
@@ -282,18 +283,25 @@ private:
             frames.back().faults.push_back({frames.back().position, text});
     }
 
+    static void appendStep(std::string &way, std::string_view key)
+    {
+        if (!way.empty())
+            way += '.';
+        way += key;
+    }
+
     /// The way from the root to the present value, then to `last` where it is given.
     std::string path(const std::string &last) const
     {
         std::string text;
         for (const Frame &frame : frames) {
             if (frame.type->kind == ValueKind::List)
-                text += '[' + std::to_string(frame.position) + ']';
+                text.append("[").append(std::to_string(frame.position)).append("]");
             else if (&frame != &frames.back() || last.empty())
-                text += (text.empty() ? "" : ".") + std::string(frame.type->fields[frame.position].key);
+                appendStep(text, frame.type->fields[frame.position].key);
         }
         if (!last.empty())
-            text += (text.empty() ? "" : ".") + last;
+            appendStep(text, last);
         return text.empty() ? "the reply" : text;
     }
 
