@@ -140,6 +140,10 @@ void HomeVC::reselectEndpoint()
 {
     if (selectedEndpointId < 0)
         return;
+    // The refreshes of a survey move no row: then neither list is searched, however long it is.
+    if (countries->isEndpointSelected(selectedEndpointId) ||
+        favorites->isEndpointSelected(selectedEndpointId))
+        return;
     const bool inFavorites = favorites->selectEndpointSilently(selectedEndpointId);
     const bool inCountries = countries->selectEndpointSilently(selectedEndpointId);
     if (!inFavorites && !inCountries)

@@ -3,6 +3,7 @@
 
 #include <glib-unix.h>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -10,18 +11,43 @@
 #include <cerrno>
 #include <functional>
 #include <utility>
+#include <vector>
 
 namespace velmora {
 
 namespace {
+
+/// Where a socket connects to.
+struct Target
+{
+    sockaddr_storage address{};
+    socklen_t size = 0;
+};
+
+std::vector<Target> targetsAt(const HostAddresses &addresses, quint16 port)
+{
+    std::vector<Target> targets;
+    for (const auto &address : addresses) {
+        const GObjectPtr<GSocketAddress> full(g_inet_socket_address_new(address.get(), port));
+        Target target;
+        if (g_socket_address_to_native(full.get(), &target.address, sizeof(target.address), nullptr)) {
+            target.size = static_cast<socklen_t>(g_socket_address_get_native_size(full.get()));
+            targets.push_back(target);
+        }
+    }
+    return targets;
+}
 
 /// The TCP connection behind a pair of streams: connects at the first `open()` and then tells both streams
 /// once how that ended.
 class Connection : public std::enable_shared_from_this<Connection>
 {
 public:
+    /// What needs no look-up is prepared here: a delegate takes the time from when the pair exists, and next
+    /// to nothing shall be left to do then but connect().
     Connection(QString host, quint16 tcpPort, int socketFile)
-        : name(std::move(host)), port(tcpPort), file(socketFile), cancellable(g_cancellable_new())
+        : name(std::move(host)), port(tcpPort), file(socketFile),
+          targets(targetsAt(rememberedAddresses(name), port)), cancellable(g_cancellable_new())
     {
     }
     ~Connection() { shutDown(); }
@@ -32,14 +58,13 @@ public:
     {
         if (std::exchange(opened, true))
             return;
-        candidates = rememberedAddresses(name);
-        if (!candidates.empty()) {
+        if (!targets.empty()) {
             tryNext();
             return;
         }
-        lookUpHost(name, cancellable.get(), [this](HostAddresses addresses) {
+        lookUpHost(name, cancellable.get(), [this](const HostAddresses &addresses) {
             const auto alive = shared_from_this();
-            candidates = std::move(addresses);
+            targets = targetsAt(addresses, port);
             tryNext();
         });
     }
@@ -65,19 +90,19 @@ private:
     /// Starts a connect to the next address; past the last one, reports the failure.
     void tryNext()
     {
-        while (next < candidates.size()) {
-            if (startConnect(candidates[next++].get()))
+        while (next < targets.size()) {
+            if (startConnect(targets[next++]))
                 return;
         }
         // From the event loop, never from within open().
-        watch = g_idle_add_full(G_PRIORITY_HIGH, reportFailure, this, nullptr);
+        watch = g_idle_add_full(G_PRIORITY_DEFAULT, reportFailure, this, nullptr);
     }
 
-    bool startConnect(GInetAddress *address)
+    bool startConnect(const Target &target)
     {
-        const GSocketFamily family = g_inet_address_get_family(address);
+        const int family = target.address.ss_family;
         // The socket at hand is one for IPv4; another family or a used one needs its own.
-        if (file < 0 || family != G_SOCKET_FAMILY_IPV4 || used) {
+        if (file < 0 || family != AF_INET || used) {
             if (file >= 0)
                 ::close(file);
             file = ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -85,29 +110,32 @@ private:
                 return false;
         }
         used = true;
-        const GObjectPtr<GSocketAddress> target(g_inet_socket_address_new(address, port));
-        std::array<char, 128> native{};
-        if (!g_socket_address_to_native(target.get(), native.data(), native.size(), nullptr))
-            return false;
-        const auto size = static_cast<socklen_t>(g_socket_address_get_native_size(target.get()));
-        if (::connect(file, reinterpret_cast<sockaddr *>(native.data()), size) != 0 && errno != EINPROGRESS)
+        const auto *const address = reinterpret_cast<const sockaddr *>(&target.address);
+        if (::connect(file, address, target.size) != 0 && errno != EINPROGRESS)
             return false;
         // Above the priority of repaints and timers: a sample must not wait for a window that is being drawn.
-        watch = g_unix_fd_add_full(G_PRIORITY_HIGH, file, G_IO_OUT, connectEnded, this, nullptr);
+        // One that is known at once waits its turn: attempt after attempt would leave the window none.
+        const int priority = hasEnded() ? G_PRIORITY_DEFAULT : G_PRIORITY_HIGH;
+        watch = g_unix_fd_add_full(priority, file, G_IO_OUT, connectEnded, this, nullptr);
         return true;
     }
 
-    static gboolean connectEnded(gint, GIOCondition, gpointer data)
+    /// Whether the connect is over already, as on loopback.
+    bool hasEnded() const
+    {
+        pollfd state{file, POLLOUT, 0};
+        return ::poll(&state, 1, 0) > 0;
+    }
+
+    static gboolean connectEnded(gint, GIOCondition condition, gpointer data)
     {
         auto *self = static_cast<Connection *>(data);
         const auto alive = self->shared_from_this();
         self->watch = 0;
-        int error = 0;
-        socklen_t size = sizeof(error);
-        ::getsockopt(self->file, SOL_SOCKET, SO_ERROR, &error, &size);
-        if (error == 0)
+        // A failed connect says so in the condition (poll(2)); which failure it was, nobody asks.
+        if ((condition & (G_IO_ERR | G_IO_HUP)) == 0)
             self->tell(StreamEvent::openCompleted);
-        else if (self->next < self->candidates.size())
+        else if (self->next < self->targets.size())
             self->tryNext();
         else
             self->tell(StreamEvent::errorOccurred);
@@ -137,7 +165,7 @@ private:
     int file;
     bool used = false;
     bool opened = false;
-    HostAddresses candidates;
+    std::vector<Target> targets;
     size_t next = 0;
     guint watch = 0;
     GObjectPtr<GCancellable> cancellable;

@@ -28,9 +28,14 @@ Service EndpointTV::recordOfRow(int row) const
     return record != nullptr ? *record : Service();
 }
 
+bool EndpointTV::isEndpointSelected(qint64 endpointId) const
+{
+    return selectedRow() >= 0 && tagOfRow(selectedRow()) == endpointId;
+}
+
 int EndpointTV::indexOfEndpoint(qint64 endpointId) const
 {
-    if (selectedRow() >= 0 && tagOfRow(selectedRow()) == endpointId)
+    if (isEndpointSelected(endpointId))
         return selectedRow();
     for (int row = 0; row < rowCount(); ++row) {
         const std::optional<std::optional<qint64>> id = idInRow(row);

@@ -17,6 +17,8 @@ public:
     /// within whatever changes the selection, also when that is code. Set by the owner.
     std::function<void(qint64 endpointId, TableView *list)> selectedEndpointDelegate;
 
+    /// Whether the selected row shows the endpoint.
+    bool isEndpointSelected(qint64 endpointId) const;
     /// The row that shows the endpoint, the selected one before others; -1 when none does.
     int indexOfEndpoint(qint64 endpointId) const;
     /// Selects the row that shows the endpoint, or none where none does, and reports neither. Returns whether
