@@ -53,6 +53,12 @@ public:
 
     /// The id of the chosen endpoint; negative when none is.
     qint64 chosenEndpoint() const { return selectedEndpointId; }
+    /// Whether a survey runs, or has got stuck.
+    bool isSurveying() const { return currentPingEndpoint != -1; }
+    /// How often the lists are refreshed at most.
+    std::chrono::milliseconds refreshInterval() const;
+    /// Counts the refreshes, from 0 to 4 and round again.
+    qint64 refreshTick() const { return tick; }
 
 protected:
     std::unique_ptr<QWidget> makeView() override;
@@ -109,7 +115,6 @@ private:
     bool pendingPingResponses = false;
     /// Runs for as long as the program and keeps this screen alive.
     QTimer *pingTimer = nullptr;
-    /// Counts the refreshes, from 0 to 4 and round again.
     qint64 tick = 1;
 };
 

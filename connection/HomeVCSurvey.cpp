@@ -27,6 +27,11 @@ QSet<QTimer *> &runningTimers()
 
 } // namespace
 
+std::chrono::milliseconds HomeVC::refreshInterval() const
+{
+    return pingTimer->intervalAsDuration();
+}
+
 void HomeVC::setTimerMode(TimerMode mode)
 {
     const auto wanted = mode == TimerMode::Fast ? fastInterval : slowInterval;
