@@ -5,6 +5,7 @@ Usage: tour.py [--without-tunnel] CLIENT PICTURES
 """
 
 import os
+import re
 import subprocess
 import sys
 
@@ -14,6 +15,10 @@ from desktop import Atspi, Desktop, NotSo, text_of, until  # noqa: E402
 CONNECT_SECONDS = 30
 STARRED = "Amsterdam 1"
 CHOSEN = "Berlin"
+NEAR = "Amsterdam 2"
+SILENT = "Auckland"
+# Six connects to the silent endpoint take 18 s; those that come after it in the list show that the survey went on.
+SURVEY_SECONDS = 45
 
 
 def labctl(*words):
@@ -80,6 +85,22 @@ class Tour:
         self.desktop.picture("chosen")
         say("choose", f"{CHOSEN}, with the keyboard")
 
+    def latency(self, row):
+        """What the row says of it, as "12.3 ms"; none where it says nothing."""
+        found = re.search(r", (\d+\.\d ms)", row.get_name())
+        return found and found.group(1)
+
+    def survey(self):
+        self.desktop.press(self.desktop.wait_for("Measure latencies", Atspi.Role.PUSH_BUTTON))
+        until("a latency in every row on screen",
+              lambda: all(self.latency(row) for row in self.rows(self.countries)), SURVEY_SECONDS)
+        chosen = self.row(self.countries, CHOSEN)
+        if not chosen.get_state_set().contains(Atspi.StateType.SELECTED):
+            raise NotSo(f"“{CHOSEN}” is not selected any more")
+        self.desktop.picture("latencies")
+        seen = [f"{name} {self.latency(self.row(self.countries, name))}" for name in (NEAR, CHOSEN, SILENT)]
+        say("survey", ", ".join(seen) + f"; {CHOSEN} is still selected")
+
     def connect(self):
         _, self.route_before = labctl("route")
         self.desktop.focus(self.desktop.wait_for("Quick Connect", Atspi.Role.PUSH_BUTTON))
@@ -123,7 +144,7 @@ def main():
     tour = Tour(client, pictures)
     steps = [tour.start, tour.sign_in, tour.star, tour.choose]
     if "--without-tunnel" not in options:
-        steps += [tour.connect, tour.ping, tour.disconnect]
+        steps += [tour.survey, tour.connect, tour.ping, tour.disconnect]
     try:
         for step in [*steps, tour.end]:
             step()
