@@ -1,0 +1,23 @@
+#pragma once
+
+namespace velmora {
+
+struct OperatingSystemVersion
+{
+    int major;
+    int minor;
+    int patch;
+};
+
+/// What the client runs on, in the numbering of the desktop interfaces that it was written for. How a Linux
+/// distribution numbers itself says nothing of its desktop, so this is the level that the client provides for
+/// itself, the same everywhere.
+class ProcessInfo
+{
+public:
+    static OperatingSystemVersion operatingSystemVersion();
+    /// Makes the process believe that it runs on another level.
+    static void setOperatingSystemVersion(const OperatingSystemVersion &version);
+};
+
+} // namespace velmora
