@@ -3,7 +3,17 @@
 #include "ui/Storyboard.h"
 #include "ui/Window.h"
 
+#include <QAbstractButton>
+#include <QVariant>
+#include <QWindow>
+
 namespace velmora {
+
+namespace {
+
+constexpr QSize ordinarySize(400, 680);
+
+} // namespace
 
 Screen::Screen() = default;
 
@@ -28,6 +38,7 @@ QWidget *Screen::loadedView()
 {
     if (!view) {
         view.reset(makeView().release());
+        connectSegues();
         viewDidLoad();
     }
     return view.get();
@@ -44,6 +55,11 @@ void Screen::viewDidAppear() {}
 
 void Screen::willBeReleased() {}
 
+QSize Screen::preferredContentSize()
+{
+    return ordinarySize;
+}
+
 void Screen::replaceBy(const QString &identifier, const QString &className)
 {
     const std::shared_ptr<Storyboard> board = storyboard();
@@ -54,6 +70,46 @@ void Screen::replaceBy(const QString &identifier, const QString &className)
         return;
     if (Window *const target = window())
         target->setContentViewController(screen);
+}
+
+void Screen::presentAsModalWindow(const QString &identifier, const QString &className)
+{
+    const std::shared_ptr<Storyboard> board = storyboard();
+    const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier, className) : nullptr;
+    if (!screen)
+        return;
+    Window *const modal = Window::windowWithContentViewController(screen);
+    modal->setWindowModality(Qt::ApplicationModal);
+    if (const Window *const presenter = window()) {
+        modal->createWindow();
+        modal->windowHandle()->setTransientParent(presenter->windowHandle());
+    }
+    modal->makeKeyAndOrderFront();
+}
+
+void Screen::connectSegues()
+{
+    const QList<QAbstractButton *> buttons = view->findChildren<QAbstractButton *>();
+    for (QAbstractButton *const button : buttons) {
+        const QString identifier = button->property("segue").toString();
+        if (!identifier.isEmpty())
+            connect(button, &QAbstractButton::clicked, this,
+                    [this, button, identifier] { performSegue(button, identifier); });
+    }
+}
+
+void Screen::performSegue(QAbstractButton *button, const QString &identifier)
+{
+    Window *target = segueWindows.value(button);
+    if (target == nullptr || !Window::windows().contains(target)) {
+        const std::shared_ptr<Storyboard> board = storyboard();
+        const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr;
+        if (!screen)
+            return;
+        target = Window::windowWithContentViewController(screen);
+        segueWindows.insert(button, target);
+    }
+    target->makeKeyAndOrderFront();
 }
 
 } // namespace velmora

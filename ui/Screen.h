@@ -1,10 +1,13 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
 
 #include <memory>
+
+class QAbstractButton;
 
 namespace velmora {
 
@@ -43,10 +46,16 @@ public:
     /// Called each time the screen has come into a visible window, or its window has become visible.
     virtual void viewDidAppear();
 
+    /// The size of a window that is made for this screen, in logical pixels.
+    virtual QSize preferredContentSize();
+
     /// Makes this the content of the same window in place of this screen, if all of these exist: the
     /// storyboard, in it an entry `identifier` of the class `className`, and this screen's window. Otherwise
     /// does nothing.
     void replaceBy(const QString &identifier, const QString &className);
+    /// Shows a screen of the storyboard in a window of its own, which no other window of the application can
+    /// be used beside. Does nothing without a storyboard or without an entry `identifier` of `className`.
+    void presentAsModalWindow(const QString &identifier, const QString &className);
 
 protected:
     Screen();
@@ -70,6 +79,11 @@ protected:
 private:
     friend class Storyboard;
 
+    /// Connects each button whose layout gives it a property `segue`, the identifier of a screen, to show
+    /// that screen in a window of its own; while that window is open, to bring it to the front.
+    void connectSegues();
+    void performSegue(QAbstractButton *button, const QString &identifier);
+
     /// Takes the view out of the window's hierarchy before it goes, and lets its pending events go with it.
     struct ViewRelease
     {
@@ -80,6 +94,7 @@ private:
 
     std::unique_ptr<QWidget, ViewRelease> view;
     std::weak_ptr<Storyboard> storyboardReference;
+    QHash<QAbstractButton *, QPointer<Window>> segueWindows;
 };
 
 } // namespace velmora

@@ -17,7 +17,14 @@ void Storyboard::add(const QString &identifier, const QString &className, Factor
 std::shared_ptr<Screen> Storyboard::instantiate(const QString &identifier, const QString &expectedClass)
 {
     const auto entry = entries.constFind(identifier);
-    if (entry == entries.constEnd() || entry->className != expectedClass)
+    return entry != entries.constEnd() && entry->className == expectedClass ? instantiate(identifier)
+                                                                            : nullptr;
+}
+
+std::shared_ptr<Screen> Storyboard::instantiate(const QString &identifier)
+{
+    const auto entry = entries.constFind(identifier);
+    if (entry == entries.constEnd())
         return nullptr;
     std::shared_ptr<Screen> screen = entry->factory();
     screen->storyboardReference = weak_from_this();

@@ -21,6 +21,8 @@ public:
 
     void add(const QString &identifier, const QString &className, Factory factory);
 
+    /// A new screen of the entry, whatever its class; null when there is none.
+    std::shared_ptr<Screen> instantiate(const QString &identifier);
     /// A new screen of the entry, if the entry's class is the expected one; null otherwise.
     std::shared_ptr<Screen> instantiate(const QString &identifier, const QString &expectedClass);
 

@@ -1,11 +1,18 @@
 #include "ui/Window.h"
 
+#include "platform/WindowSystem.h"
 #include "ui/Screen.h"
 
+#include <QCloseEvent>
 #include <QGuiApplication>
+#include <QMenuBar>
 #include <QScreen>
 #include <QShowEvent>
 #include <QVBoxLayout>
+#include <QWindow>
+
+#include <algorithm>
+#include <utility>
 
 namespace velmora {
 
@@ -13,22 +20,42 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize ordinarySize(400, 680);
+/// Process-wide, because the application itself is: its windows, and how each gets a menu bar.
+struct Application
+{
+    QList<Window *> windows;
+    QPointer<Window> key;
+    QPointer<Window> mainWindow;
+    Window::MenuBarMaker makeMenuBar;
+};
+
+Application &app()
+{
+    static Application instance;
+    return instance;
+}
+
+bool isTitled(const Window *window)
+{
+    return (window->styleMask() & WindowStyleMaskTitled) != 0;
+}
 
 } // namespace
 
 Window::Window()
 {
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(u"Velmora"_s);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
+    layout->setSpacing(0);
     // The bounds are set here: a layout's own constraint would undo them.
     layout->setSizeConstraint(QLayout::SetNoConstraint);
+    app().windows.append(this);
 }
 
 Window::~Window()
 {
+    app().windows.removeOne(this);
     // The view belongs to the screen, which may outlive the window.
     if (content && content->isViewLoaded())
         content->loadedView()->setParent(nullptr);
@@ -41,6 +68,25 @@ Window *Window::windowWithContentViewController(const std::shared_ptr<Screen> &s
     return window;
 }
 
+QList<Window *> Window::windows()
+{
+    return app().windows;
+}
+
+Window *Window::mainWindow()
+{
+    Window *const last = app().mainWindow;
+    if (last != nullptr && app().windows.contains(last) && isTitled(last))
+        return last;
+    const auto first = std::find_if(app().windows.cbegin(), app().windows.cend(), isTitled);
+    return first != app().windows.cend() ? *first : nullptr;
+}
+
+void Window::setMenuBarMaker(MenuBarMaker maker)
+{
+    app().makeMenuBar = std::move(maker);
+}
+
 void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
 {
     const std::shared_ptr<Screen> previous = std::exchange(content, screen);
@@ -51,6 +97,7 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
         previous->loadedView()->setParent(nullptr);
     }
     layout()->addWidget(view);
+    setWindowTitle(view->windowTitle().isEmpty() ? u"Velmora"_s : view->windowTitle());
     applySizeBounds();
     if (isVisible()) {
         view->show();
@@ -61,7 +108,46 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
 void Window::setStyleMask(unsigned styleMask)
 {
     mask = styleMask;
+    applyStyleMask();
+    applyMenuBar();
     applySizeBounds();
+}
+
+void Window::applyStyleMask()
+{
+    Qt::WindowFlags flags = windowFlags();
+    flags.setFlag(Qt::FramelessWindowHint, !isTitled(this));
+    if (flags == windowFlags())
+        return;
+    // Not by the widget's own way, which hides a window that is shown.
+    overrideWindowFlags(flags);
+    if (windowHandle() != nullptr)
+        windowHandle()->setFlags(flags);
+}
+
+void Window::applyMenuBar()
+{
+    // It comes with the first showing: what takes its title off as it appears never has one.
+    const bool wanted = isTitled(this) && isVisible() && app().makeMenuBar;
+    if (wanted && menuBar == nullptr) {
+        menuBar = app().makeMenuBar(this);
+        layout()->setMenuBar(menuBar);
+        applySizeBounds();
+    } else if (menuBar != nullptr && !isTitled(this)) {
+        delete menuBar;
+    }
+}
+
+void Window::setCollectionBehavior(unsigned collectionBehavior)
+{
+    behavior = collectionBehavior;
+    applyCollectionBehavior();
+}
+
+void Window::applyCollectionBehavior()
+{
+    if ((behavior & WindowCollectionBehaviorCanJoinAllSpaces) != 0 && windowHandle() != nullptr)
+        windowsystem::joinAllSpaces(*windowHandle());
 }
 
 void Window::applySizeBounds()
@@ -69,9 +155,11 @@ void Window::applySizeBounds()
     if (!content || !content->isViewLoaded())
         return;
     const QSize available = screen()->availableSize();
-    const QSize needed = content->loadedView()->minimumSizeHint().boundedTo(available);
-    const QSize wanted =
-        (testAttribute(Qt::WA_Resized) ? size() : ordinarySize).expandedTo(needed).boundedTo(available);
+    const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width()) : 0);
+    const QSize needed = (content->loadedView()->minimumSizeHint() + bar).boundedTo(available);
+    const QSize wanted = (testAttribute(Qt::WA_Resized) ? size() : content->preferredContentSize())
+                             .expandedTo(needed)
+                             .boundedTo(available);
     if ((mask & WindowStyleMaskResizable) != 0) {
         setMinimumSize(needed);
         setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
@@ -81,11 +169,26 @@ void Window::applySizeBounds()
     }
 }
 
+void Window::deminiaturize()
+{
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+}
+
 void Window::makeKeyAndOrderFront()
 {
+    app().key = this;
+    if (isTitled(this))
+        app().mainWindow = this;
     show();
     raise();
     activateWindow();
+}
+
+void Window::activateIgnoringOtherApps(const QString &token)
+{
+    if (app().key != nullptr && app().key->windowHandle() != nullptr)
+        windowsystem::activate(*app().key->windowHandle(), token);
 }
 
 void Window::showEvent(QShowEvent *event)
@@ -94,8 +197,27 @@ void Window::showEvent(QShowEvent *event)
     // A spontaneous one tells that the window system maps the window again, as after a restore.
     if (event->spontaneous() || !content)
         return;
+    applyCollectionBehavior();
     const std::shared_ptr<Screen> alive = content;
     alive->viewDidAppear();
+    applyMenuBar();
+}
+
+void Window::closeEvent(QCloseEvent *event)
+{
+    QWidget::closeEvent(event);
+    if (event->isAccepted())
+        app().windows.removeOne(this);
+}
+
+void Window::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+        app().key = this;
+        if (isTitled(this))
+            app().mainWindow = this;
+    }
 }
 
 } // namespace velmora

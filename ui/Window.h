@@ -1,8 +1,12 @@
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
+
+class QMenuBar;
 
 namespace velmora {
 
@@ -16,6 +20,12 @@ enum WindowStyleMask : unsigned {
     WindowStyleMaskResizable = 8,
 };
 
+/// Bits of a window's collection behaviour.
+enum WindowCollectionBehavior : unsigned {
+    WindowCollectionBehaviorDefault = 0,
+    WindowCollectionBehaviorCanJoinAllSpaces = 1,
+};
+
 /// A window of the application. Its content is one screen, which it shares with whoever else holds it. A
 /// window that is closed lets its content go and deletes itself.
 class Window final : public QWidget
@@ -23,8 +33,17 @@ class Window final : public QWidget
     Q_OBJECT
 
 public:
+    using MenuBarMaker = std::function<QMenuBar *(QWidget *window)>;
+
     /// A new, hidden window with this content.
     static Window *windowWithContentViewController(const std::shared_ptr<Screen> &screen);
+
+    /// All windows that are not closed, in the order of their creation.
+    static QList<Window *> windows();
+    /// The titled window that was key last or, before one was, the first one; null when there is none.
+    static Window *mainWindow();
+    /// What makes the menu bar that each titled window gets when it is shown.
+    static void setMenuBarMaker(MenuBarMaker maker);
 
     ~Window() override;
 
@@ -35,20 +54,39 @@ public:
     unsigned styleMask() const { return mask; }
     void setStyleMask(unsigned styleMask);
 
+    unsigned collectionBehavior() const { return behavior; }
+    void setCollectionBehavior(unsigned collectionBehavior);
+
+    bool isMiniaturized() const { return isMinimized(); }
+    void miniaturize() { showMinimized(); }
+    void deminiaturize();
+
+    /// Makes the window known to the window system without showing it.
+    void createWindow() { create(); }
     void makeKeyAndOrderFront();
+    /// Gives the window that was made key last the focus, whatever application has it. `token` is the
+    /// permission that came with the user's wish, empty where none did.
+    static void activateIgnoringOtherApps(const QString &token = {});
 
 protected:
     void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     Window();
 
+    void applyStyleMask();
+    void applyCollectionBehavior();
+    void applyMenuBar();
     /// Makes the size bounds follow the style mask and what the content needs.
     void applySizeBounds();
 
     std::shared_ptr<Screen> content;
+    QPointer<QMenuBar> menuBar;
     unsigned mask = WindowStyleMaskTitled | WindowStyleMaskClosable | WindowStyleMaskMiniaturizable |
                     WindowStyleMaskResizable;
+    unsigned behavior = WindowCollectionBehaviorDefault;
 };
 
 } // namespace velmora
