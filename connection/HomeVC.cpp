@@ -48,6 +48,8 @@ std::unique_ptr<QWidget> HomeVC::makeView()
     connectAction(layout.helpButton, clicked, &HomeVC::helpButtonClicked);
     connectAction(layout.settingsButton, clicked, &HomeVC::settingsButtonClickedWithSender);
     connectAction(layout.button1, clicked, &HomeVC::button1Clicked);
+    connectAction(layout.button2, clicked, &HomeVC::button2Clicked);
+    connectAction(layout.button3, clicked, &HomeVC::button3Clicked);
     connectAction(layout.updateButton, clicked, &HomeVC::updateButtonClicked);
     connectAction(layout.closeButton, clicked, &HomeVC::closeButtonClicked);
     connectAction(layout.installCloseButton, clicked, &HomeVC::closeButtonClicked);
@@ -193,6 +195,16 @@ void HomeVC::closeButtonClicked()
 void HomeVC::button1Clicked()
 {
     updateModal->show();
+}
+
+void HomeVC::button2Clicked()
+{
+    presentAsModalWindow(u"Notification1VC"_s, u"Notification1VC"_s);
+}
+
+void HomeVC::button3Clicked()
+{
+    presentAsModalWindow(u"Notification2VC"_s, u"Notification2VC"_s);
 }
 
 } // namespace velmora

@@ -47,6 +47,8 @@ public:
     void updateButtonClicked();
     void closeButtonClicked();
     void button1Clicked();
+    void button2Clicked();
+    void button3Clicked();
 
     void VPNStatusDidChange();
     void firePingTimer();
