@@ -1,11 +1,15 @@
+#include "app/AppDelegate.h"
 #include "app/MainStoryboard.h"
 #include "app/VelmoraApp.h"
+#include "platform/ApplicationInstance.h"
 #include "platform/Configuration.h"
 #include "platform/DesktopAppearance.h"
 #include "platform/Log.h"
 #include "platform/SystemNetworkVPNManager.h"
 #include "platform/SystemSecretStore.h"
+#include "resources/Pictures.h"
 #include "ui/Screen.h"
+#include "ui/Storyboard.h"
 #include "ui/Style.h"
 #include "ui/Window.h"
 
@@ -36,6 +40,7 @@ int main(int argc, char *argv[])
     VelmoraApp::setApplicationDisplayName(u"Velmora"_s);
     VelmoraApp::setApplicationVersion(configuration::version());
     VelmoraApp::setDesktopFileName(configuration::applicationIdentifier());
+    const QString activationToken = ApplicationInstance::activationTokenOfStart();
     const VelmoraApp application(argc, argv);
     if (!runsOnGLib()) {
         systemLog(
@@ -43,18 +48,31 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    ApplicationInstance instance;
+    if (instance.claim(activationToken) == ApplicationInstance::Role::Second)
+        return 0;
     Style::install();
     const DesktopAppearance appearance(&Style::setDark);
+    VelmoraApp::setWindowIcon(pictures::colouredIcon(u"velmora"_s));
+
     auto store = std::make_unique<SystemSecretStore>();
     // The one moment at which the user may be asked; what fails after it fails without a word.
     static_cast<void>(store->unlock());
     SecretStore::setShared(std::move(store));
     VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
 
-    const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
-    Window::windowWithContentViewController(storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s))
-        ->makeKeyAndOrderFront();
-    const int status = VelmoraApp::exec();
+    int status = 0;
+    {
+        const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
+        AppDelegate delegate(storyboard);
+        QObject::connect(&instance, &ApplicationInstance::activationRequested, &delegate,
+                         &AppDelegate::activate);
+        auto *const window = Window::windowWithContentViewController(
+            storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s));
+        delegate.applicationDidFinishLaunching();
+        window->makeKeyAndOrderFront();
+        status = VelmoraApp::exec();
+    }
     VPNManager::setSharedManager(nullptr);
     return status;
 }
