@@ -1,5 +1,7 @@
 // Draws the screens with sample data into pictures, to be looked at.
 #include "api/ServiceManager.h"
+#include "app/MainStoryboard.h"
+#include "ui/Screen.h"
 #include "ui/Style.h"
 #include "ui_HomeVC.h"
 #include "ui_ViewController.h"
@@ -82,8 +84,23 @@ void save(QWidget &widget, const QString &name)
     widget.grab().save(path);
 }
 
+/// A screen as its window shows it, without the window's menu bar.
+void saveScreen(const QString &identifier, const QString &name)
+{
+    const std::shared_ptr<Screen> screen = makeMainStoryboard()->instantiate(identifier);
+    const QSize size = screen->preferredContentSize();
+    QWidget *const view = screen->loadedView();
+    view->resize(size.expandedTo(view->minimumSizeHint()));
+    view->show();
+    save(*view, name);
+}
+
 void takeShots(const QString &suffix)
 {
+    saveScreen(u"ForgotVC"_s, u"reset"_s + suffix);
+    saveScreen(u"SettingsVC"_s, u"settings"_s + suffix);
+    for (const QString &number : {u"1"_s, u"2"_s, u"3"_s})
+        saveScreen(u"Notification%1VC"_s.arg(number), u"notice-%1"_s.arg(number) + suffix);
     {
         QWidget widget;
         Ui::ViewController ui;
