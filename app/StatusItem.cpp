@@ -23,8 +23,10 @@ void StatusItem::setImageNamed(const QString &name)
 {
     image = name;
     item.setIcon(pictures::colouredIcon(name));
-    if (trayIcon)
+    if (trayIcon) {
         trayIcon->setIcon(item.icon());
+        followHost();
+    }
 }
 
 void StatusItem::setAction(Action newAction)
@@ -50,7 +52,7 @@ void StatusItem::followHost()
         });
     }
     if (trayIcon)
-        trayIcon->setVisible(!item.hasHost());
+        trayIcon->setVisible(!item.hasHost() && !item.icon().isNull());
 }
 
 void StatusItem::runAction(const QString &activationToken) const

@@ -120,9 +120,14 @@ void Window::applyStyleMask()
     if (flags == windowFlags())
         return;
     // Not by the widget's own way, which hides a window that is shown.
+    const QPoint origin = pos();
     overrideWindowFlags(flags);
-    if (windowHandle() != nullptr)
+    if (windowHandle() != nullptr) {
         windowHandle()->setFlags(flags);
+        // What loses its frame goes to where the frame began.
+        if (!isTitled(this))
+            setGeometry(QRect(origin, size()));
+    }
 }
 
 void Window::applyMenuBar()
@@ -156,7 +161,8 @@ void Window::applySizeBounds()
         return;
     const QSize available = screen()->availableSize();
     const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width()) : 0);
-    const QSize needed = (content->loadedView()->minimumSizeHint() + bar).boundedTo(available);
+    const QSize least = content->loadedView()->minimumSizeHint().expandedTo({0, 0});
+    const QSize needed = (least + bar).boundedTo(available);
     const QSize wanted = (testAttribute(Qt::WA_Resized) ? size() : content->preferredContentSize())
                              .expandedTo(needed)
                              .boundedTo(available);

@@ -10,6 +10,12 @@
 
 namespace velmora::testing {
 
+namespace {
+
+constexpr int returned = 99;
+
+} // namespace
+
 Death runsToItsDeath(const std::function<void()> &action)
 {
     std::array<int, 2> ends{};
@@ -26,7 +32,7 @@ Death runsToItsDeath(const std::function<void()> &action)
         close(ends[0]);
         close(ends[1]);
         action();
-        _exit(0);
+        _exit(returned);
     }
     close(ends[1]);
     Death death;
@@ -36,6 +42,7 @@ Death runsToItsDeath(const std::function<void()> &action)
     close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
+    death.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     death.aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
     return death;
 }
