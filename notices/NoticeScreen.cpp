@@ -5,7 +5,7 @@
 #include "ui/Window.h"
 
 #include <QGuiApplication>
-#include <QLayout>
+#include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
 
@@ -33,6 +33,12 @@ void NoticeScreen::viewDidAppear()
     didPlaceWindow();
     if (shownIn != nullptr)
         shownIn->setStyleMask(shownIn->styleMask() & ~(WindowStyleMaskTitled | WindowStyleMaskResizable));
+    // Return runs the main action.
+    const QList<QPushButton *> buttons = loadedView()->findChildren<QPushButton *>();
+    for (QPushButton *const button : buttons) {
+        if (button->isDefault())
+            button->setFocus(Qt::OtherFocusReason);
+    }
 }
 
 QSize NoticeScreen::preferredContentSize()

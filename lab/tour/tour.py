@@ -11,6 +11,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from desktop import Atspi, Desktop, NotSo, text_of, until  # noqa: E402
+from shell import Shell  # noqa: E402
 
 CONNECT_SECONDS = 30
 STARRED = "Amsterdam 1"
@@ -33,6 +34,7 @@ def say(step, seen):
 class Tour:
     def __init__(self, client, pictures):
         self.client = [client] if "VELMORA_LAB" not in os.environ else ["labctl", "as-user", client]
+        self.process = None
         self.desktop = Desktop(pictures)
         self.log = open(os.path.join(pictures, "client.log"), "w", encoding="utf-8")
 
@@ -132,12 +134,6 @@ class Tour:
         self.desktop.picture("disconnected")
         say("disconnect", f"Disconnected, route {self.route_before}")
 
-    def end(self):
-        if self.process.poll() is not None:
-            raise NotSo(f"the client has ended with status {self.process.returncode}")
-        self.process.terminate()
-        self.process.wait(10)
-
 
 def main():
     *options, client, pictures = sys.argv[1:]
@@ -145,13 +141,20 @@ def main():
     steps = [tour.start, tour.sign_in, tour.star, tour.choose]
     if "--without-tunnel" not in options:
         steps += [tour.survey, tour.connect, tour.ping, tour.disconnect]
+    shell = Shell(tour, say)
     try:
-        for step in [*steps, tour.end]:
+        for step in [*steps, *shell.steps()]:
+            if tour.process is not None and tour.process.poll() is not None:
+                raise NotSo(f"the client has ended with status {tour.process.returncode}")
             step()
     except NotSo as fault:
         print(f"not so: {fault}", flush=True)
         tour.desktop.picture("not-so")
         return 1
+    finally:
+        shell.stop_panel()
+        if tour.process is not None and tour.process.poll() is None:
+            tour.process.terminate()
     if "--without-tunnel" in options:
         print("The tour is complete, but for the tunnel.", flush=True)
         return 0
