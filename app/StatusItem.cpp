@@ -41,7 +41,8 @@ bool StatusItem::hasHost() const
 
 void StatusItem::followHost()
 {
-    if (!item.hasHost() && !trayIcon) {
+    const bool isX11 = QGuiApplication::platformName() == u"xcb"_s;
+    if (isX11 && !item.hasHost() && !trayIcon) {
         // Made only now: at its first use Qt asks once for all whether there is a host on the bus, and with
         // none it keeps to X11, also when a tray comes later.
         trayIcon = std::make_unique<QSystemTrayIcon>(item.icon());

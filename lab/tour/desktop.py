@@ -52,7 +52,11 @@ def text_of(node):
 
 class Desktop:
     def __init__(self, pictures):
+        """`pictures` is the folder for them; without one there is no display to take any of."""
+        Atspi.init()
         self.pictures = pictures
+        if pictures is None:
+            return
         os.makedirs(pictures, exist_ok=True)
         for old in os.listdir(pictures):
             if old.endswith(".png"):
@@ -60,7 +64,6 @@ class Desktop:
         self.taken = 0
         # Out of the way: no row is to look as if the pointer were on it.
         subprocess.run(["xdotool", "mousemove", "0", "0"], check=True)
-        Atspi.init()
 
     def application(self):
         desktop = Atspi.get_desktop(0)

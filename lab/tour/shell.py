@@ -170,7 +170,7 @@ class Shell:
         self.say("menu", "Ctrl+comma opens the settings in a new window in place of the current one")
 
     def start_panel(self):
-        self.panel = subprocess.Popen([sys.executable, os.path.join(HERE, "panel.py")], stdout=subprocess.PIPE,
+        self.panel = subprocess.Popen(["/usr/bin/python3", os.path.join(HERE, "panel.py")], stdout=subprocess.PIPE,
                                       text=True)
         self.item = self.panel.stdout.readline().strip()
         if not self.item:

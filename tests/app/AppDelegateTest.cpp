@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/SettingsVC.h"
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
 #include "tests/support/DeathTest.h"
@@ -150,6 +151,15 @@ private Q_SLOTS:
         QCOMPARE(home != nullptr, homeShown);
         if (homeShown)
             QCOMPARE(Window::windows().constFirst()->contentViewController(), home);
+    }
+
+    void aStartAfterLoggingOutComesToTheLoginScreen()
+    {
+        writeDefaults("token=t\n");
+        Screen::make<SettingsVC>()->logoutButtonClicked();
+        const App app(1);
+        app.delegate->applicationDidFinishLaunching();
+        QCOMPARE(app.homes, 0);
     }
 
     void aWrongScreenIsFatalAtLaunchAndForSettings()
