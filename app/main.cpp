@@ -48,6 +48,9 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    // Wayland's plugin takes it at the first window; elsewhere nothing that the client starts inherits it.
+    if (!VelmoraApp::platformName().startsWith(u"wayland"_s))
+        qunsetenv("XDG_ACTIVATION_TOKEN");
     ApplicationInstance instance;
     if (instance.claim(activationToken) == ApplicationInstance::Role::Second)
         return 0;

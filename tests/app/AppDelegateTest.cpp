@@ -10,8 +10,10 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QMenuBar>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -27,7 +29,7 @@ struct App
         storyboard->add(u"LoginVC"_s, u"ViewController"_s,
                         [this] { return login = Screen::make<StubScreen>(); });
         storyboard->add(u"HomeVC"_s, homeClass, [this] {
-            const std::shared_ptr<Screen> screen = Screen::make<StubScreen>();
+            std::shared_ptr<Screen> screen = Screen::make<StubScreen>();
             home = screen;
             ++homes;
             return screen;
@@ -233,6 +235,37 @@ private Q_SLOTS:
         QVERIFY(currentWindow() == nullptr);
         app.delegate->SettingsMenuClicked();
         QCOMPARE(Window::windows().size(), 3);
+    }
+
+    void titledWindowsCarryTheMenu()
+    {
+        App app(2);
+        Window *const window = Window::windows().at(0);
+        Window *const untitled = Window::windows().at(1);
+        untitled->setStyleMask(untitled->styleMask() & ~WindowStyleMaskTitled);
+        App::showAll();
+        QVERIFY(untitled->findChild<QMenuBar *>() == nullptr);
+        window->makeKeyAndOrderFront();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, Qt::Key_Comma, Qt::ControlModifier);
+        QCOMPARE(Window::windows().size(), 3);
+        // The bar goes with the title.
+        const QPointer<QMenuBar> bar = window->findChild<QMenuBar *>();
+        QVERIFY(bar != nullptr);
+        window->setStyleMask(window->styleMask() & ~WindowStyleMaskTitled);
+        QVERIFY(bar.isNull());
+
+        QuitSpy spy;
+        Window *const settings = Window::windows().at(2);
+        settings->makeKeyAndOrderFront();
+        QVERIFY(QTest::qWaitForWindowActive(settings));
+        QMetaObject::invokeMethod(
+            this, [=] { QTest::keyClick(settings, Qt::Key_Q, Qt::ControlModifier); }, Qt::QueuedConnection);
+        QTimer bound;
+        bound.callOnTimeout([] { QApplication::exit(1); });
+        bound.start(5000);
+        QCOMPARE(QApplication::exec(), 0);
+        QVERIFY(spy.wasAsked);
     }
 
     void theLastWindowEndsWhatNothingBringsBack_data()
