@@ -193,8 +193,22 @@ void Window::makeKeyAndOrderFront()
 
 void Window::activateIgnoringOtherApps(const QString &token)
 {
-    if (app().key != nullptr && app().key->windowHandle() != nullptr)
-        windowsystem::activate(*app().key->windowHandle(), token);
+    Window *const key = app().key;
+    if (key == nullptr || key->windowHandle() == nullptr)
+        return;
+    if (key->windowHandle()->isExposed())
+        windowsystem::activate(*key->windowHandle(), token);
+    else
+        key->activation = token;
+}
+
+bool Window::event(QEvent *event)
+{
+    const bool handled = QWidget::event(event);
+    // A window that is painted is on screen; before that a window manager does not know it.
+    if (event->type() == QEvent::Paint && activation)
+        windowsystem::activate(*windowHandle(), *std::exchange(activation, std::nullopt));
+    return handled;
 }
 
 void Window::showEvent(QShowEvent *event)

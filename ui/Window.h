@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QMenuBar;
 
@@ -64,11 +65,12 @@ public:
     /// Makes the window known to the window system without showing it.
     void createWindow() { create(); }
     void makeKeyAndOrderFront();
-    /// Gives the window that was made key last the focus, whatever application has it. `token` is the
-    /// permission that came with the user's wish, empty where none did.
+    /// Gives the window that was made key last the focus, whatever application has it, as soon as the window
+    /// system shows it. `token` is the permission that came with the user's wish, empty where none did.
     static void activateIgnoringOtherApps(const QString &token = {});
 
 protected:
+    bool event(QEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
@@ -87,6 +89,8 @@ private:
     unsigned mask = WindowStyleMaskTitled | WindowStyleMaskClosable | WindowStyleMaskMiniaturizable |
                     WindowStyleMaskResizable;
     unsigned behavior = WindowCollectionBehaviorDefault;
+    /// The token of an activation that waits for the window to be on screen.
+    std::optional<QString> activation;
 };
 
 } // namespace velmora

@@ -197,12 +197,14 @@ class Shell:
         if " Menu =" in interface or "ItemIsMenu = false" not in interface:
             raise NotSo("the icon has a menu")
         window = windows()[0]
+        place = geometry(window)
         subprocess.run(["xdotool", "windowminimize", str(int(window, 16))], check=True)
         until("the window away", lambda: "_NET_WM_STATE_HIDDEN" in property_of(window, "_NET_WM_STATE"))
         self.desktop.picture("miniaturised")
         self.click()
         until("the window back", lambda: "_NET_WM_STATE_HIDDEN" not in property_of(window, "_NET_WM_STATE"))
-        until("the window viewable", lambda: "IsViewable" in output("xwininfo", "-id", window))
+        # The window manager moves it there step by step.
+        until("the window in its place", lambda: geometry(window) == place)
         until("the window active",
               lambda: hex(int(output("xdotool", "getactivewindow"))) == window)
         self.desktop.picture("restored")
