@@ -9,7 +9,8 @@ import sys
 from desktop import Atspi, NotSo, until
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-IDENTIFIER = "com.velmora.Client"
+# The client for a machine without namespaces has an identifier of its own.
+IDENTIFIER = "com.velmora.Client" if "VELMORA_LAB" in os.environ else "com.velmora.Lab"
 WATCHER = "org.kde.StatusNotifierWatcher"
 
 
