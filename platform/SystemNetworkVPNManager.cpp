@@ -74,7 +74,8 @@ void SystemNetworkVPNManager::setEnabled(bool enabled)
 
 bool SystemNetworkVPNManager::isEnabled() const
 {
-    return assignedEnabled.value_or(savedEnabled);
+    // The status tells that the profile is gone before profileChanged() does.
+    return assignedEnabled.value_or(savedEnabled && client->profile() != nullptr);
 }
 
 VPNConnection &SystemNetworkVPNManager::connection()
