@@ -59,9 +59,9 @@ NMRemoteConnection *SystemNetworkClient::profile() const
     return nm_client_get_connection_by_uuid(client.get(), SystemNetworkProfile::uuid().toUtf8().constData());
 }
 
-std::vector<NMActiveConnection *> SystemNetworkClient::tunnels() const
+std::vector<SystemNetworkTunnel> SystemNetworkClient::tunnels() const
 {
-    std::vector<NMActiveConnection *> found;
+    std::vector<SystemNetworkTunnel> found;
     if (!isRunning())
         return found;
     const QByteArray uuid = SystemNetworkProfile::uuid().toUtf8();
@@ -70,7 +70,7 @@ std::vector<NMActiveConnection *> SystemNetworkClient::tunnels() const
         auto *connection = static_cast<NMActiveConnection *>(all->pdata[i]);
         // Paths begin again with each run of the daemon; the UUID stays.
         if (uuid == nm_active_connection_get_uuid(connection))
-            found.push_back(connection);
+            found.emplace_back(connection);
     }
     return found;
 }
@@ -233,8 +233,8 @@ void SystemNetworkClient::followObjects()
         self->refreshSoon();
         Q_EMIT self->tunnelMoved();
     };
-    for (NMActiveConnection *tunnel : tunnels())
-        signalsOfObjects.follow(tunnel, "notify::state", moved, this);
+    for (const SystemNetworkTunnel &tunnel : tunnels())
+        signalsOfObjects.follow(tunnel.handle(), "notify::state", moved, this);
     followedProfile = refObject(profile());
     if (!followedProfile)
         return;

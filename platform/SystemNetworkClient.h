@@ -3,6 +3,7 @@
 #include "platform/Result.h"
 #include "platform/SystemNetworkCalls.h"
 #include "platform/SystemNetworkSignals.h"
+#include "platform/SystemNetworkTunnel.h"
 #include "platform/SystemNetworkWaiters.h"
 
 #include <QObject>
@@ -10,7 +11,6 @@
 
 #include <vector>
 
-using NMActiveConnection = struct _NMActiveConnection;
 using NMClient = struct _NMClient;
 using NMRemoteConnection = struct _NMRemoteConnection;
 
@@ -36,7 +36,7 @@ public:
     /// The saved profile; null without one.
     NMRemoteConnection *profile() const;
     /// The tunnels of our profile that the daemon has, also those that have just ended.
-    std::vector<NMActiveConnection *> tunnels() const;
+    std::vector<SystemNetworkTunnel> tunnels() const;
 
     /// Succeeds as soon as the daemon is known to run; fails when it does not, or when that is not to be
     /// found out within a few seconds. Never runs `handler` within the call.

@@ -4,13 +4,13 @@
 #include "platform/SystemNetworkErrors.h"
 #include "platform/SystemNetworkLibrary.h"
 #include "platform/SystemNetworkPreferences.h"
+#include "platform/SystemNetworkTunnel.h"
 
 #include <algorithm>
 
 namespace velmora {
 
 using namespace Qt::StringLiterals;
-using Tunnel = SystemNetworkStatus::Tunnel;
 
 namespace {
 
@@ -20,45 +20,6 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds endingBound = 10s;
 /// A tunnel that does go down is seen to do so within less.
 constexpr std::chrono::milliseconds deactivationRetry = 100ms;
-
-QByteArray pathOf(NMActiveConnection *tunnel)
-{
-    return nm_object_get_path(NM_OBJECT(tunnel));
-}
-
-Tunnel::State stateOf(NMActiveConnection *tunnel)
-{
-    switch (nm_active_connection_get_state(tunnel)) {
-    case NM_ACTIVE_CONNECTION_STATE_UNKNOWN:
-    case NM_ACTIVE_CONNECTION_STATE_ACTIVATING:
-        return Tunnel::State::Activating;
-    case NM_ACTIVE_CONNECTION_STATE_ACTIVATED:
-        return Tunnel::State::Activated;
-    case NM_ACTIVE_CONNECTION_STATE_DEACTIVATING:
-        return Tunnel::State::Deactivating;
-    case NM_ACTIVE_CONNECTION_STATE_DEACTIVATED:
-        break;
-    }
-    return Tunnel::State::Deactivated;
-}
-
-bool isAlive(NMActiveConnection *tunnel)
-{
-    return stateOf(tunnel) != Tunnel::State::Deactivated;
-}
-
-bool isUpOrComingUp(NMActiveConnection *tunnel)
-{
-    const Tunnel::State state = stateOf(tunnel);
-    return state == Tunnel::State::Activating || state == Tunnel::State::Activated;
-}
-
-bool endedOnRequest(NMActiveConnection *tunnel)
-{
-    const NMActiveConnectionStateReason reason = nm_active_connection_get_state_reason(tunnel);
-    return reason == NM_ACTIVE_CONNECTION_STATE_REASON_USER_DISCONNECTED ||
-           reason == NM_ACTIVE_CONNECTION_STATE_REASON_CONNECTION_REMOVED;
-}
 
 bool is(const GError *error, GQuark domain, int code)
 {
@@ -111,14 +72,12 @@ void SystemNetworkVPNConnection::begin()
 void SystemNetworkVPNConnection::prepare()
 {
     Start &start = starts.front();
-    const std::vector<NMActiveConnection *> tunnels = client.tunnels();
     noteTunnels();
     if (start.stopped) {
         finish(systemnetwork::cancelled());
     } else if (client.profile() == nullptr) {
         finish(systemnetwork::noSavedProfile());
-    } else if (std::any_of(tunnels.begin(), tunnels.end(),
-                           [this](NMActiveConnection *tunnel) { return isOfSavedProfile(tunnel); })) {
+    } else if (isUpWithSavedProfile()) {
         finish(std::monostate{});
     } else {
         start.phase = Phase::AwaitingAgent;
@@ -214,9 +173,9 @@ void SystemNetworkVPNConnection::stop()
 
 void SystemNetworkVPNConnection::deactivateAll()
 {
-    for (NMActiveConnection *tunnel : client.tunnels()) {
-        const QByteArray path = pathOf(tunnel);
-        if (!isAlive(tunnel) || stopRequested.contains(path))
+    for (const SystemNetworkTunnel &tunnel : client.tunnels()) {
+        const QByteArray path = tunnel.path();
+        if (!tunnel.isAlive() || stopRequested.contains(path))
             continue;
         stopRequested.insert(path);
         deactivate(path);
@@ -227,11 +186,11 @@ void SystemNetworkVPNConnection::deactivateAll()
 /// accepts or refuses, and then goes on with the tunnel.
 void SystemNetworkVPNConnection::deactivate(const QByteArray &path)
 {
-    for (NMActiveConnection *tunnel : client.tunnels()) {
-        if (pathOf(tunnel) != path || !isUpOrComingUp(tunnel))
+    for (const SystemNetworkTunnel &tunnel : client.tunnels()) {
+        if (tunnel.path() != path || !tunnel.isUpOrComingUp())
             continue;
         nm_client_deactivate_connection_async(
-            client.handle(), tunnel, calls.cancellable(), SystemNetworkCalls::ready,
+            client.handle(), tunnel.handle(), calls.cancellable(), SystemNetworkCalls::ready,
             calls.expect([this, path](GAsyncResult *result) { deactivated(path, result); }));
     }
 }
@@ -273,9 +232,9 @@ void SystemNetworkVPNConnection::follow()
 void SystemNetworkVPNConnection::noteTunnels()
 {
     QSet<QByteArray> alive;
-    for (NMActiveConnection *tunnel : client.tunnels()) {
-        const QByteArray path = pathOf(tunnel);
-        if (!isAlive(tunnel))
+    for (const SystemNetworkTunnel &tunnel : client.tunnels()) {
+        const QByteArray path = tunnel.path();
+        if (!tunnel.isAlive())
             continue;
         alive.insert(path);
         if (!revisions.contains(path))
@@ -299,15 +258,20 @@ bool SystemNetworkVPNConnection::isUnderWay(Phase phase) const
 
 bool SystemNetworkVPNConnection::anyAlive() const
 {
-    const std::vector<NMActiveConnection *> tunnels = client.tunnels();
-    return std::any_of(tunnels.begin(), tunnels.end(), isAlive);
+    const std::vector<SystemNetworkTunnel> tunnels = client.tunnels();
+    return std::any_of(tunnels.begin(), tunnels.end(),
+                       [](const SystemNetworkTunnel &tunnel) { return tunnel.isAlive(); });
 }
 
-bool SystemNetworkVPNConnection::isOfSavedProfile(NMActiveConnection *tunnel) const
+bool SystemNetworkVPNConnection::isUpWithSavedProfile() const
 {
-    const QByteArray path = pathOf(tunnel);
-    return (stateOf(tunnel) == Tunnel::State::Activating || stateOf(tunnel) == Tunnel::State::Activated) &&
-           !stopRequested.contains(path) && revisions.value(path, -1) == preferences.revision();
+    const auto isOfSavedProfile = [this](const SystemNetworkTunnel &tunnel) {
+        const QByteArray path = tunnel.path();
+        return tunnel.isUpOrComingUp() && !stopRequested.contains(path) &&
+               revisions.value(path, -1) == preferences.revision();
+    };
+    const std::vector<SystemNetworkTunnel> tunnels = client.tunnels();
+    return std::any_of(tunnels.begin(), tunnels.end(), isOfSavedProfile);
 }
 
 SystemNetworkStatus::Facts SystemNetworkVPNConnection::facts() const
@@ -319,11 +283,8 @@ SystemNetworkStatus::Facts SystemNetworkVPNConnection::facts() const
     const bool starting = !starts.empty() && starts.front().phase != Phase::Queued;
     facts.startUnderWay = starting && !starts.front().stopped;
     facts.stopUnderWay = isUnderWay(Phase::Activating) && starts.front().stopped;
-    for (NMActiveConnection *tunnel : client.tunnels()) {
-        const QByteArray path = pathOf(tunnel);
-        facts.tunnels.push_back({path.mid(path.lastIndexOf('/') + 1).toULongLong(), stateOf(tunnel),
-                                 endedOnRequest(tunnel), stopRequested.contains(path)});
-    }
+    for (const SystemNetworkTunnel &tunnel : client.tunnels())
+        facts.tunnels.push_back(tunnel.facts(stopRequested.contains(tunnel.path())));
     return facts;
 }
 

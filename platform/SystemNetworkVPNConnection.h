@@ -11,8 +11,6 @@
 
 #include <deque>
 
-using NMActiveConnection = struct _NMActiveConnection;
-
 namespace velmora {
 
 class SystemNetworkClient;
@@ -68,7 +66,8 @@ private:
     void tellStatus();
     bool isUnderWay(Phase phase) const;
     bool anyAlive() const;
-    bool isOfSavedProfile(NMActiveConnection *tunnel) const;
+    /// Whether a tunnel is up, or coming up, that is not to be ended first.
+    bool isUpWithSavedProfile() const;
     SystemNetworkStatus::Facts facts() const;
 
     SystemNetworkClient &client;
