@@ -57,7 +57,7 @@ private Q_SLOTS:
         QCOMPARE(client->takeSeen(), u"Disconnected "_s + connecting);
         QCOMPARE(client->manager.protocolConfiguration()->serverAddress, details.address);
         QVERIFY(client->manager.isEnabled());
-        QVERIFY(lab.ctl({u"ping"_s}));
+        QVERIFY(pingsThroughTheTunnel());
         QVERIFY(lab.output(u"labctl"_s, {u"route"_s}).contains("dev tun"));
         for (const QString &secret : {details.sharedSecret, details.password})
             QCOMPARE(lab.output(u"labctl"_s, {u"find-text"_s, secret}), QByteArray());
@@ -172,7 +172,7 @@ private Q_SLOTS:
         const QString seen = client->takeSeen();
         QCOMPARE(seen, before == VPNStatus::Connecting ? u"Connected"_s : connecting);
         QCOMPARE(tunnelsOfTheGateway(), tunnelsBefore + 1);
-        QVERIFY(lab.ctl({u"ping"_s}));
+        QVERIFY(pingsThroughTheTunnel());
         // A start that finds its tunnel up is content.
         QCOMPARE(client->start(), QString());
         QCOMPARE(client->takeSeen(), QString());
@@ -239,6 +239,23 @@ private Q_SLOTS:
         QVERIFY(client->comesTo(VPNStatus::Disconnected));
     }
 
+    void daemonStandsStill()
+    {
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+        client->takeSeen();
+        const auto signalDaemon = [this](const QString &signal) {
+            lab.output(u"sh"_s, {u"-c"_s, u"kill -%1 $(cat $VELMORA_LAB/pid/nm)"_s.arg(signal)});
+        };
+        signalDaemon(u"STOP"_s);
+        QCOMPARE(client->load(), u"g-io-error-quark 24"_s);
+        client->stop();
+        QVERIFY(client->comesTo(VPNStatus::Disconnecting));
+        signalDaemon(u"CONT"_s);
+        QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QCOMPARE(client->takeSeen(), disconnecting);
+    }
+
     void breaksAndIsBuiltAgain()
     {
         QCOMPARE(client->connect(lab.askForDetails()), QString());
@@ -250,7 +267,7 @@ private Q_SLOTS:
         // Now and then the daemon builds it again by itself in this moment.
         QCOMPARE(client->connect(lab.askForDetails()), QString());
         QVERIFY(client->comesTo(VPNStatus::Connected));
-        QVERIFY(lab.ctl({u"ping"_s}));
+        QVERIFY(pingsThroughTheTunnel());
     }
 
     void isOpenedToAllWhereThePluginDemandsIt()
@@ -307,6 +324,9 @@ private Q_SLOTS:
     }
 
 private:
+    /// The first packet may still get lost.
+    bool pingsThroughTheTunnel() { return lab.ctl({u"until"_s, u"5"_s, u"labctl"_s, u"ping"_s}); }
+
     qsizetype tunnelsOfTheGateway()
     {
         return lab.output(u"labctl"_s, {u"gateway"_s, u"log"_s}).count("XAuth authentication of");
