@@ -51,6 +51,7 @@ std::vector<qint64> rawConnects(const QByteArray &ipv4Address, quint16 port, int
         orDie(-1, "inet_pton");
     const int epoll = orDie(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1");
     std::vector<qint64> taken;
+    taken.reserve(static_cast<size_t>(attempts));
     for (int attempt = 0; attempt < attempts; ++attempt)
         taken.push_back(rawConnect(epoll, target));
     ::close(epoll);
