@@ -86,17 +86,24 @@ private Q_SLOTS:
 
         const auto images = properties.value(u"IconPixmap"_s).value<QDBusArgument>();
         QCOMPARE(images.currentSignature(), u"a(iiay)"_s);
-        images.beginArray();
-        images.beginStructure();
+        QList<int> sizes;
         int width = 0;
         int height = 0;
         QByteArray pixels;
-        images >> width >> height >> pixels;
-        QCOMPARE(width, 16);
-        QCOMPARE(pixels.size(), 4 * width * height);
-        // Alpha comes first: the corner is clear, the middle of the left edge is not.
-        QCOMPARE(pixels.at(0), '\0');
-        QVERIFY(pixels.at(4 * (width * height / 2 + 2)) != '\0');
+        for (images.beginArray(); !images.atEnd(); images.endStructure()) {
+            images.beginStructure();
+            images >> width >> height >> pixels;
+            if (sizes.isEmpty()) {
+                // Alpha comes first: the corner is clear, the middle of the left edge is not.
+                QCOMPARE(pixels.at(0), '\0');
+                QVERIFY(pixels.at(4 * (width * height / 2 + 2)) != '\0');
+            }
+            QCOMPARE(pixels.size(), 4 * width * height);
+            sizes.append(width);
+        }
+        images.endArray();
+        QVERIFY(sizes.contains(16));
+        QVERIFY(sizes.contains(22));
     }
 
 private:
