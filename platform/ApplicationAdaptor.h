@@ -8,7 +8,7 @@ namespace velmora {
 
 class ApplicationInstance;
 
-/// The interface org.freedesktop.Application of the Desktop Entry Specification. There are no files to open
+/// The interface org.freedesktop.Application (freedesktop.org, Desktop Entry). There are no files to open
 /// and no actions: whatever is asked for brings the application to the front.
 class ApplicationAdaptor final : public QDBusAbstractAdaptor
 {

@@ -8,7 +8,7 @@ class QDBusServiceWatcher;
 
 namespace velmora {
 
-/// An icon in the desktop's status bar by the StatusNotifierItem specification: without a menu, so that a
+/// An icon in the desktop's status bar as a StatusNotifierItem (freedesktop.org): without a menu, so that a
 /// click does one thing. It registers with the session's watcher whenever one appears, be it long after the
 /// start or after the panel was restarted.
 ///

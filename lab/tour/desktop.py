@@ -9,7 +9,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
-PATIENCE_SECONDS = 15
+PATIENCE_SECONDS = 30
 
 
 class NotSo(Exception):

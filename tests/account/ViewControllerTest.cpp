@@ -1,6 +1,7 @@
 #include "account/ViewController.h"
 #include "servers/Countries.h"
 #include "tests/support/AlertCatcher.h"
+#include "tests/support/BrowserSpy.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/OutputCapture.h"
 #include "tests/support/ScriptedServer.h"
@@ -9,7 +10,6 @@
 #include "ui/Storyboard.h"
 #include "ui/Window.h"
 
-#include <QDesktopServices>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -51,20 +51,6 @@ struct Login
     QPointer<QLineEdit> username;
     QPointer<QLineEdit> password;
     QPointer<QPushButton> button;
-};
-
-class BrowserSpy : public QObject
-{
-    Q_OBJECT
-
-public:
-    BrowserSpy() { QDesktopServices::setUrlHandler(u"https"_s, this, "open"); }
-    ~BrowserSpy() override { QDesktopServices::unsetUrlHandler(u"https"_s); }
-
-    QList<QUrl> opened;
-
-public Q_SLOTS:
-    void open(const QUrl &url) { opened.append(url); }
 };
 
 } // namespace

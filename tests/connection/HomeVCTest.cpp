@@ -1,9 +1,9 @@
 #include "api/ServiceManager.h"
+#include "tests/support/BrowserSpy.h"
 #include "tests/support/HomeFixture.h"
 #include "ui/Window.h"
 
 #include <QAbstractButton>
-#include <QDesktopServices>
 #include <QTest>
 
 using namespace velmora;
@@ -22,20 +22,6 @@ QStringList names(const QList<Service> &services)
         list.append(service.name);
     return list;
 }
-
-class BrowserSpy : public QObject
-{
-    Q_OBJECT
-
-public:
-    BrowserSpy() { QDesktopServices::setUrlHandler(u"https"_s, this, "open"); }
-    ~BrowserSpy() override { QDesktopServices::unsetUrlHandler(u"https"_s); }
-
-    QList<QUrl> opened;
-
-public Q_SLOTS:
-    void open(const QUrl &url) { opened.append(url); }
-};
 
 } // namespace
 
