@@ -11,14 +11,12 @@ namespace velmora {
 
 /// Makes the status of the tunnel out of what is known of the daemon.
 ///
-/// | status          | holds while                                                                         |
-/// |-----------------|-------------------------------------------------------------------------------------|
-/// | `Invalid`       | the daemon's state is not known, or it runs and there is no profile | | `Connecting`
-/// | our start is under way, or the newest tunnel comes up                                 | | `Connected` |
-/// the newest tunnel is up                                                               | | `Disconnecting`
-/// | our stop is under way, or the newest tunnel goes down                                 | | `Reasserting`
-/// | a tunnel comes up that we did not ask for, begun within a second of losing one        | | `Disconnected`
-/// | otherwise, and whenever the daemon is gone                                            |
+/// - `Invalid`: the daemon's state is not known, or it runs and there is no profile
+/// - `Connecting`: our start is under way, or the newest tunnel comes up
+/// - `Connected`: the newest tunnel is up
+/// - `Disconnecting`: our stop is under way, or the newest tunnel goes down
+/// - `Reasserting`: a tunnel comes up that we did not ask for, begun within a second of losing one
+/// - `Disconnected`: otherwise, and whenever the daemon is gone
 class SystemNetworkStatus
 {
 public:
