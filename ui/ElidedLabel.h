@@ -4,7 +4,8 @@
 
 namespace velmora {
 
-/// One line that is elided in the middle where it is too long; its tooltip then has it whole.
+/// One line that is elided in the middle where it is too long; its tooltip then has it whole. A text of any
+/// length costs no more than what of it can be seen.
 class ElidedLabel final : public TextLabel
 {
     Q_OBJECT
@@ -12,6 +13,7 @@ class ElidedLabel final : public TextLabel
 public:
     using TextLabel::TextLabel;
 
+    QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:

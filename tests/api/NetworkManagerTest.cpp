@@ -1,4 +1,5 @@
 #include "api/NetworkManager.h"
+#include "tests/support/Bodies.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/OutputCapture.h"
 #include "tests/support/ScriptedServer.h"
@@ -9,8 +10,6 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <zlib.h>
-
 using namespace velmora;
 using namespace velmora::testing;
 using namespace Qt::StringLiterals;
@@ -18,12 +17,6 @@ using namespace Qt::StringLiterals;
 Q_DECLARE_METATYPE(std::function<void(const NetworkManager &)>)
 
 namespace {
-
-/// JSON written with single quotes.
-QByteArray json(const char *text)
-{
-    return QByteArray(text).replace('\'', '"');
-}
 
 using Send = std::function<void(const NetworkManager &)>;
 
@@ -43,21 +36,6 @@ struct Outcome
     }
     bool isOver() const { return alive.use_count() == 1; }
 };
-
-QByteArray gzipped(const QByteArray &plain)
-{
-    QByteArray packed(plain.size() + 64, 0);
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(plain.constData()));
-    stream.avail_in = static_cast<uInt>(plain.size());
-    stream.next_out = reinterpret_cast<Bytef *>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(static_cast<qsizetype>(stream.total_out));
-    deflateEnd(&stream);
-    return packed;
-}
 
 } // namespace
 
@@ -198,6 +176,27 @@ private Q_SLOTS:
         // One diagnostic line for what does not decode, no word about anything else; and sent once.
         QCOMPARE(output.lines().size(), nothings);
         QCOMPARE(server.connections, 1);
+    }
+
+    void cutAtEachByte()
+    {
+        const QByteArray body =
+            json("{'endpoints':[{'id':3,'name':'Z\xc3\xbcrich','country':'CH','ping':[1.5e1]}]}");
+        const QByteArray head =
+            "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n";
+        const QByteArray reply = head + body;
+        ScriptedServer server;
+        OutputCapture output;
+        for (qsizetype bytes = 0; bytes <= reply.size(); ++bytes) {
+            server.answerRaw(reply.left(bytes));
+            Outcome outcome;
+            NetworkManager::forOneRequest().getServices(outcome.completion<ServiceResponse>());
+            QTRY_VERIFY(outcome.isOver());
+            QCOMPARE(outcome.records, bytes == reply.size() ? 1 : 0);
+            // Headers that end with a line's end pass for a reply without a body; no other cut ones do.
+            if (bytes > head.size() || !reply.left(bytes).endsWith('\n'))
+                QCOMPARE(outcome.nothings, bytes > head.size() && bytes < reply.size() ? 1 : 0);
+        }
     }
 
     void noConnectionNoCompletion()

@@ -5,21 +5,17 @@
 #include "api/ServiceResponse.h"
 #include "api/ServiceSorting.h"
 #include "api/Token.h"
+#include "tests/support/Bodies.h"
 
 #include <QTest>
 
 #include <limits>
 
 using namespace velmora;
+using namespace velmora::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// JSON written with single quotes.
-QByteArray json(const char *text)
-{
-    return QByteArray(text).replace('\'', '"');
-}
 
 const QByteArray minimalService = json("'name':'n','country':'DE'");
 

@@ -29,7 +29,12 @@ QByteArray ScriptedServer::reply(const QByteArray &body, int status, const QByte
 
 void ScriptedServer::answerRaw(const QByteArray &bytes)
 {
-    scripts.enqueue({false, bytes});
+    scripts.enqueue({false, bytes, {}});
+}
+
+void ScriptedServer::answerBy(const std::function<void(QTcpSocket *)> &script)
+{
+    scripts.enqueue({false, {}, script});
 }
 
 void ScriptedServer::answer(const QByteArray &body, int status, const QByteArray &headers)
@@ -39,7 +44,7 @@ void ScriptedServer::answer(const QByteArray &body, int status, const QByteArray
 
 void ScriptedServer::hold()
 {
-    scripts.enqueue({true, {}});
+    scripts.enqueue({true, {}, {}});
 }
 
 void ScriptedServer::release(const QByteArray &body)
@@ -81,6 +86,8 @@ void ScriptedServer::readFrom(QTcpSocket *socket)
     const Script script = scripts.isEmpty() ? Script{} : scripts.dequeue();
     if (script.held) {
         heldSockets.enqueue(socket);
+    } else if (script.run) {
+        script.run(socket);
     } else {
         socket->write(script.bytes);
         socket->disconnectFromHost();

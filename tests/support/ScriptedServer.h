@@ -5,6 +5,8 @@
 #include <QQueue>
 #include <QTcpServer>
 
+#include <functional>
+
 class QTcpSocket;
 
 namespace velmora::testing {
@@ -31,6 +33,8 @@ public:
     QString baseUrl() const;
     /// The next connection gets these bytes as they stand; without any the connection closes unanswered.
     void answerRaw(const QByteArray &bytes);
+    /// The next connection, once its request is read, is the script's own to write to and to close.
+    void answerBy(const std::function<void(QTcpSocket *)> &script);
     void answer(const QByteArray &body, int status = 200, const QByteArray &headers = {});
     /// The next connection is read and left unanswered until `release()`.
     void hold();
@@ -51,6 +55,7 @@ private:
     {
         bool held = false;
         QByteArray bytes;
+        std::function<void(QTcpSocket *)> run;
     };
 
     static QByteArray reply(const QByteArray &body, int status, const QByteArray &headers);

@@ -1,0 +1,211 @@
+#include "api/NetworkManager.h"
+#include "api/ServiceManager.h"
+#include "tests/support/Bodies.h"
+#include "tests/support/HomeFixture.h"
+#include "ui/Window.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+
+#include <malloc.h>
+
+using namespace velmora;
+using namespace velmora::testing;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+using Answer = std::function<void(ScriptedServer &)>;
+Q_DECLARE_METATYPE(Answer)
+
+namespace {
+
+constexpr qint64 mebibyte = 1024 * 1024;
+
+/// Writes `piece` again and again, never more than the peer takes, until it hangs up.
+std::function<void(QTcpSocket *)> endless(const QByteArray &head, const QByteArray &piece)
+{
+    return [head, piece](QTcpSocket *socket) {
+        const auto writeOn = [socket, piece] {
+            while (socket->state() == QAbstractSocket::ConnectedState &&
+                   socket->bytesToWrite() < mebibyte / 4)
+                socket->write(piece);
+        };
+        QObject::connect(socket, &QTcpSocket::bytesWritten, socket, writeOn, Qt::QueuedConnection);
+        socket->write(head);
+        writeOn();
+    };
+}
+
+/// Writes one byte at a time.
+std::function<void(QTcpSocket *)> dripping(const QByteArray &reply)
+{
+    return [reply](QTcpSocket *socket) {
+        auto *timer = new QTimer(socket);
+        QObject::connect(timer, &QTimer::timeout, socket, [socket, reply, sent = 0]() mutable {
+            socket->write(reply.mid(sent++, 1));
+            if (sent == reply.size())
+                socket->disconnectFromHost();
+        });
+        timer->start(1ms);
+    };
+}
+
+QByteArray listOf(int count, const QByteArray &element)
+{
+    return "{\"endpoints\":[" + (element + ",").repeated(count - 1) + element + "]}";
+}
+
+QByteArray withLength(const QByteArray &headers, const QByteArray &body)
+{
+    return "HTTP/1.1 200 OK\r\n" + headers + "Content-Length: " + QByteArray::number(body.size()) +
+           "\r\n\r\n" + body;
+}
+
+/// This process's largest resident memory since the last `forgetPeak()`, in bytes.
+qint64 peakBytes()
+{
+    QFile status(u"/proc/self/status"_s);
+    status.open(QIODevice::ReadOnly);
+    const QByteArray text = status.readAll();
+    return text.mid(text.indexOf("VmHWM:") + 6, 16).trimmed().split(' ').first().toLongLong() * 1024;
+}
+
+void forgetPeak()
+{
+    QFile file(u"/proc/self/clear_refs"_s);
+    file.open(QIODevice::WriteOnly);
+    file.write("5");
+}
+
+/// How long the event loop was away at a stretch.
+class Pulse
+{
+public:
+    Pulse()
+    {
+        sinceLast.start();
+        QObject::connect(&timer, &QTimer::timeout, &timer, [this] {
+            longest = std::max(longest, std::chrono::milliseconds(sinceLast.restart()));
+        });
+        timer.start(1ms);
+    }
+
+    std::chrono::milliseconds longest{0};
+
+private:
+    QElapsedTimer sinceLast;
+    QTimer timer;
+};
+
+} // namespace
+
+class HostileServiceTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endpointReplies_data()
+    {
+        QTest::addColumn<Answer>("answer");
+        QTest::addColumn<int>("rows");
+        const auto row = [](const char *name, int rows, const Answer &answer) {
+            QTest::newRow(name) << answer << rows;
+        };
+        const QByteArray ok = "HTTP/1.1 200 OK\r\n";
+        const QByteArray element = "{\"name\":\"n\",\"country\":\"DE\"}";
+        row("endless list", 1, [=](ScriptedServer &server) {
+            server.answerBy(endless(ok + "\r\n{\"endpoints\":[", (element + ",").repeated(1000)));
+        });
+        row("endless pieces", 1, [=](ScriptedServer &server) {
+            server.answerBy(endless(ok + "Transfer-Encoding: chunked\r\n\r\n",
+                                    "1000\r\n" + QByteArray(0x1000, '[') + "\r\n"));
+        });
+        row("packed blanks", 1, [=](ScriptedServer &server) {
+            server.answerRaw(
+                withLength("Content-Encoding: gzip\r\n", gzipped(QByteArray(mebibyte, ' '), 128)));
+        });
+        row("a gigabyte announced", 1, [=](ScriptedServer &server) {
+            server.answerRaw(ok + "Content-Length: 1073741824\r\n\r\n{\"endpoints\":[]");
+        });
+        row("a piece of 2^60 announced", 1, [=](ScriptedServer &server) {
+            server.answerRaw(ok + "Transfer-Encoding: chunked\r\n\r\n1000000000000000\r\n{");
+        });
+        row("a negative length", 1, [=](ScriptedServer &server) {
+            server.answerRaw(ok + "Content-Length: -1\r\n\r\n{\"endpoints\":[{}]}");
+        });
+        row("two lengths", 1, [=](ScriptedServer &server) {
+            server.answerRaw(ok + "Content-Length: 2\r\nContent-Length: 900\r\n\r\n{");
+        });
+        row("endless header", 1, [=](ScriptedServer &server) {
+            server.answerBy(endless(ok + "X-Long: ", QByteArray(65536, 'x')));
+        });
+        row("endless headers", 1, [=](ScriptedServer &server) {
+            server.answerBy(endless(ok, QByteArray("X-Many: 1\r\n").repeated(1000)));
+        });
+        row("byte by byte", 2,
+            [=](ScriptedServer &server) { server.answerBy(dripping(withLength({}, listOf(2, element)))); });
+        row("a million endpoints over the bound", 1, [=](ScriptedServer &server) {
+            server.answer(listOf(1000000, "{\"id\":1,\"name\":\"Endpoint\",\"country\":\"DE\"}"));
+        });
+        row("a million short endpoints", 1000000,
+            [=](ScriptedServer &server) { server.answer(listOf(1000000, element)); });
+        row("a name as long as the bound allows", 3, [=](ScriptedServer &server) {
+            server.answer(
+                listOf(3, QByteArray(element).replace("\"n\"", '"' + QByteArray(10 * mebibyte, 'W') + '"')));
+        });
+        row("texts that no row can show as they are", 2, [=](ScriptedServer &server) {
+            const QByteArray name =
+                "\"<img src='/'>\\u0000\\u202e\\n\\uffff" + QByteArray("e\\u0301").repeated(5000) + '"';
+            server.answer(listOf(2, QByteArray(element).replace("\"n\"", name)));
+        });
+    }
+
+    void endpointReplies()
+    {
+        QFETCH(Answer, answer);
+        QFETCH(int, rows);
+        HomeFixture home;
+        ServiceManager &store = ServiceManager::shared();
+        store.allService = store.countryService = {Service{1, u"old"_s, u"DE"_s, {}, {}}};
+        answer(home.server);
+        home.server.answer(json("{'favorites':[]}"));
+        home.window = Window::windowWithContentViewController(home.screen);
+        home.window->show();
+        malloc_trim(0);
+        forgetPeak();
+        const qint64 before = peakBytes();
+        Pulse pulse;
+        QTRY_VERIFY_WITH_TIMEOUT(home.isAtRest(), 60000);
+        QCOMPARE(store.allService.size(), rows);
+        auto *countries = home.control<CountryTV>(u"countries"_s);
+        QTRY_COMPARE(countries->rowCount(), rows);
+        countries->repaint();
+        QVERIFY2(pulse.longest < 8s, "the window did not answer");
+#ifndef __SANITIZE_ADDRESS__
+        QVERIFY2(peakBytes() - before < 512 * mebibyte, "memory");
+#endif
+    }
+
+    void whatNeverEndsHoldsUpNothing()
+    {
+        HomeFixture home;
+        home.server.answerBy(endless({}, QByteArray("HTTP/1.1 103 Early\r\n\r\n").repeated(10)));
+        home.window = Window::windowWithContentViewController(home.screen);
+        home.window->show();
+        for (int held = 0; held < 100; ++held) {
+            home.server.hold();
+            NetworkManager::forOneRequest().getFavorites({});
+        }
+        QTRY_COMPARE(home.server.requests.size(), 101);
+        home.server.answer(json("{'success':true}"));
+        bool answered = false;
+        NetworkManager::forOneRequest().addFavorite(1, [&answered](const auto &) { answered = true; });
+        QTRY_VERIFY(answered);
+    }
+};
+
+QTEST_MAIN(HostileServiceTest)
+#include "HostileServiceTest.moc"
