@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/CommandLine.h"
 #include "app/MainStoryboard.h"
 #include "app/VelmoraApp.h"
 #include "platform/ApplicationInstance.h"
@@ -40,6 +41,12 @@ int main(int argc, char *argv[])
     VelmoraApp::setApplicationDisplayName(u"Velmora"_s);
     VelmoraApp::setApplicationVersion(configuration::version());
     VelmoraApp::setDesktopFileName(configuration::applicationIdentifier());
+    const CommandLine commandLine(argc, argv);
+    if (!commandLine.startsClient()) {
+        const QCoreApplication application(argc, argv);
+        return commandLine.execute();
+    }
+
     const QString activationToken = ApplicationInstance::activationTokenOfStart();
     const VelmoraApp application(argc, argv);
     if (!runsOnGLib()) {

@@ -33,6 +33,12 @@ ApplicationInstance::~ApplicationInstance()
     bus.unregisterService(configuration::applicationIdentifier());
 }
 
+bool ApplicationInstance::isRunning()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    return bus.isConnected() && bus.interface()->isServiceRegistered(configuration::applicationIdentifier());
+}
+
 QString ApplicationInstance::activationTokenOfStart()
 {
     // Wayland's name and X11's; a launcher that serves both sets both to the same.

@@ -28,6 +28,8 @@ public:
     /// process was started with.
     Role claim(const QString &activationToken);
 
+    /// Whether a process of this session is the application.
+    static bool isRunning();
     /// The permission that this process was started with; to be read before the window system's connection
     /// takes it out of the environment.
     static QString activationTokenOfStart();

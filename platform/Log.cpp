@@ -9,6 +9,18 @@ namespace velmora {
 
 Q_LOGGING_CATEGORY(category, "velmora")
 
+namespace {
+
+void printTo(std::FILE *stream, const QString &line)
+{
+    QByteArray bytes = line.toUtf8();
+    bytes.append('\n');
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
 void systemLog(const QString &message)
 {
     qCInfo(category).noquote() << message;
@@ -16,10 +28,12 @@ void systemLog(const QString &message)
 
 void printLine(const QString &line)
 {
-    QByteArray bytes = line.toUtf8();
-    bytes.append('\n');
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
-    std::fflush(stdout);
+    printTo(stdout, line);
+}
+
+void printErrorLine(const QString &line)
+{
+    printTo(stderr, line);
 }
 
 void fatalError(const QString &reason, const QString &printed)

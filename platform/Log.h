@@ -10,6 +10,9 @@ void systemLog(const QString &message);
 /// Writes one line to standard output and flushes it. A standard output that nobody reads loses the line.
 void printLine(const QString &line);
 
+/// Writes one line to standard error, for the person who called the program on a terminal.
+void printErrorLine(const QString &line);
+
 /// Ends the process for a broken invariant: `printed`, where it is not empty, goes to standard output as a
 /// line of its own, `reason` to the system log, then the process aborts.
 [[noreturn]] void fatalError(const QString &reason, const QString &printed = {});

@@ -93,6 +93,25 @@ void SystemNetworkPreferences::save(const SystemNetworkProfile &profile, SaveHan
     enqueue({profile, std::nullopt, std::move(handler)});
 }
 
+void SystemNetworkPreferences::remove(SaveHandler handler)
+{
+    client.whenRunning([this, handler = std::move(handler)](const Result<> &running) {
+        NMRemoteConnection *saved = client.profile();
+        if (!running || saved == nullptr) {
+            handler(running);
+            return;
+        }
+        const auto deleted = [handler, kept = refObject(saved).release()](GAsyncResult *result) {
+            const GObjectPtr<NMRemoteConnection> asked(kept);
+            GError *error = nullptr;
+            const bool done = nm_remote_connection_delete_finish(asked.get(), result, &error) != FALSE;
+            handler(done ? Result<>(Success{}) : systemnetwork::failure(error));
+        };
+        nm_remote_connection_delete_async(saved, calls.cancellable(), SystemNetworkCalls::ready,
+                                          calls.expect(deleted));
+    });
+}
+
 void SystemNetworkPreferences::widen(SaveHandler handler)
 {
     load([this, handler = std::move(handler)](const Result<std::optional<SystemNetworkProfile>> &loaded) {

@@ -30,6 +30,8 @@ public:
     /// Adds the profile or replaces its contents. Saves are done one after another, so that two of them make
     /// one profile and the later wins.
     void save(const SystemNetworkProfile &profile, SaveHandler handler);
+    /// Removes the profile; one that is missing is a success.
+    void remove(SaveHandler handler);
     /// Opens the saved profile to all users, where it is private and its plugin does not promise to read a
     /// private profile's files as that user, which newer daemons insist on; fails otherwise.
     void widen(SaveHandler handler);

@@ -56,6 +56,12 @@ void SystemNetworkVPNManager::saveToPreferences(Completion completion)
     preferences->save(profile, saved);
 }
 
+void SystemNetworkVPNManager::removeFromPreferences(Completion completion)
+{
+    preferences->remove(
+        [completion = std::move(completion)](const Result<> &outcome) { completion(errorOf(outcome)); });
+}
+
 void SystemNetworkVPNManager::setProtocolConfiguration(const VPNProtocolIPSec &configuration)
 {
     protocol = configuration;

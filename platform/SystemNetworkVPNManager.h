@@ -20,6 +20,7 @@ public:
 
     void loadFromPreferences(Completion completion) override;
     void saveToPreferences(Completion completion) override;
+    void removeFromPreferences(Completion completion) override;
     void setProtocolConfiguration(const VPNProtocolIPSec &protocol) override;
     std::optional<VPNProtocolIPSec> protocolConfiguration() const override;
     void setEnabled(bool enabled) override;

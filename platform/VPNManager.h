@@ -15,9 +15,9 @@ class VPNConnection;
 
 /// The application's single VPN configuration in the system, and its tunnel.
 ///
-/// `protocolConfiguration` and `enabled` are what the next save writes and what the last load read. Loads and
-/// saves run independently of each other; each completion runs exactly once, from the event loop, without a
-/// value on success.
+/// `protocolConfiguration` and `enabled` are what the next save writes and what the last load read. Loads,
+/// saves and removals run independently of each other; each completion runs exactly once, from the event
+/// loop, without a value on success.
 class VPNManager : public QObject
 {
     Q_OBJECT
@@ -33,6 +33,8 @@ public:
 
     virtual void loadFromPreferences(Completion completion) = 0;
     virtual void saveToPreferences(Completion completion) = 0;
+    /// Removes the saved profile, which ends its tunnel; the status tells when. Succeeds where there is none.
+    virtual void removeFromPreferences(Completion completion) = 0;
 
     virtual void setProtocolConfiguration(const VPNProtocolIPSec &protocol) = 0;
     /// Absent before the first load of a saved profile.

@@ -42,6 +42,14 @@ void FakeVPNManager::saveToPreferences(Completion completion)
     answer(this, saves, std::move(completion));
 }
 
+void FakeVPNManager::removeFromPreferences(Completion completion)
+{
+    OutputCapture::note(u"vpn remove"_s);
+    protocol.reset();
+    QMetaObject::invokeMethod(
+        this, [completion] { completion({}); }, Qt::QueuedConnection);
+}
+
 void FakeVPNManager::startVPNTunnel(std::function<void(VPNStartOutcome)> completion)
 {
     OutputCapture::note(u"vpn start"_s);

@@ -17,6 +17,7 @@ public:
 
     void loadFromPreferences(Completion completion) override;
     void saveToPreferences(Completion completion) override;
+    void removeFromPreferences(Completion completion) override;
     void setProtocolConfiguration(const VPNProtocolIPSec &profile) override { protocol = profile; }
     std::optional<VPNProtocolIPSec> protocolConfiguration() const override { return protocol; }
     void setEnabled(bool enabled) override { profileEnabled = enabled; }
