@@ -36,7 +36,7 @@ void Cleanup::begin()
 {
     manager.loadFromPreferences([this](const std::optional<PlatformError> &error) {
         if (error)
-            fail(*error);
+            fail(u"cannot be asked for"_s, *error);
         else if (!manager.protocolConfiguration())
             succeed(u"There is no NetworkManager profile \"Velmora\" of this user."_s);
         else
@@ -50,7 +50,7 @@ void Cleanup::remove()
     manager.removeFromPreferences(
         [this, hadTunnel = tunnelIsAlive()](const std::optional<PlatformError> &error) {
             if (error)
-                fail(*error);
+                fail(u"did not remove"_s, *error);
             else if (!hadTunnel)
                 succeed(u"Removed the NetworkManager profile \"Velmora\"."_s);
             else if (tunnelIsAlive())
@@ -75,10 +75,9 @@ void Cleanup::succeed(const QString &line)
     Q_EMIT finished(0);
 }
 
-void Cleanup::fail(const PlatformError &error)
+void Cleanup::fail(const QString &what, const PlatformError &error)
 {
-    printErrorLine(
-        u"velmora: The NetworkManager profile \"Velmora\" was not removed: %1"_s.arg(error.message));
+    printErrorLine(u"velmora: NetworkManager %1 the profile \"Velmora\": %2"_s.arg(what, error.message));
     tellWhatStays();
     Q_EMIT finished(1);
 }

@@ -27,7 +27,7 @@ private:
     void remove();
     void tunnelEnded();
     void succeed(const QString &line);
-    void fail(const PlatformError &error);
+    void fail(const QString &what, const PlatformError &error);
     static void tellWhatStays();
     bool tunnelIsAlive() const;
 

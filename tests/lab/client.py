@@ -203,11 +203,41 @@ def unreached_service(client):
     client.disconnect()
 
 
+def cleanup(client):
+    def run(*arguments):
+        environment = {name: value for name, value in os.environ.items() if name != "DISPLAY"}
+        return subprocess.run([client.program, *arguments], env=environment, capture_output=True, text=True, timeout=60)
+
+    def ends(status, words):
+        done = run("--cleanup")
+        check("the cleanup says what it did", done.returncode == status and words in done.stdout + done.stderr, done)
+        return done.stdout
+
+    client.connect()
+    keyring = ends(0, "its tunnel has ended.\nThe client is running").splitlines()[-2:]
+    check("no profile", "Velmora" not in subprocess.check_output(["nmcli", "connection"], text=True))
+    client.desktop.wait_for_text("Disconnected")
+    ends(0, "There is no NetworkManager profile")
+    client.connect()
+    client.disconnect()
+    ends(0, 'Removed the NetworkManager profile "Velmora".\n')
+    labctl("nm", "stop")
+    ends(1, "NetworkManager is not running")
+    labctl("nm", "start")
+    search, clear = (command.split() for command in keyring)
+    find = lambda: subprocess.run(search, capture_output=True, text=True).stdout  # noqa: E731
+    check("the keyring items, as the cleanup names them", "com.velmora.Client: token" in find(), find())
+    subprocess.run(clear, check=True)
+    check("no keyring item", find() == "", find())
+    check("an unknown option", run("--clean").returncode == 2)
+    check("the service's host", "API host: api.velmora.test" in run("--version").stdout)
+
+
 def main():
     client = Client(*sys.argv[1:3])
     failed = 0
     for scene in (wrong_password, main_job_leaves_its_lines_and_no_secret, killed_while_connected,
-                  refused_by_the_gateway, network_manager_killed, unreached_service):
+                  refused_by_the_gateway, network_manager_killed, unreached_service, cleanup):
         try:
             scene(client)
             print(f"PASS   {scene.__name__}", flush=True)
