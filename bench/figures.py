@@ -134,6 +134,22 @@ class Program:
         self.process.wait()
 
 
+def keys(*names):
+    """Types into the window with the focus."""
+    subprocess.run(["xdotool", "key", "--delay", "30", *names], check=True)
+
+
+def open_home(client):
+    """Waits for the home screen's rows, chooses the first favourite and leaves the focus where it began, at the connect button, which
+    the space bar presses."""
+    until("the rows", lambda: "favorite" in labctl("http"))
+    windows = subprocess.run(["xdotool", "search", "--sync", "--onlyvisible", "--pid", str(client.pid)],
+                             capture_output=True, text=True, check=True).stdout.split()
+    subprocess.run(["xdotool", "windowactivate", "--sync", windows[-1]], check=True)
+    keys("Tab", "Down", "shift+Tab")
+    return windows[-1]
+
+
 @contextlib.contextmanager
 def running(*command, accessible=False):
     program = Program(*command, accessible=accessible)
@@ -155,19 +171,20 @@ def descriptors(pid):
 
 
 def wake_ups(pid):
-    """How often each thread has gone to sleep of its own will, by thread name and number, and the nanoseconds that all
-    have run."""
-    slept, ran = {}, 0
+    """For each thread, by name and number: how often it has gone to sleep of its own will, and the nanoseconds that it
+    has run."""
+    threads = {}
     for thread in os.listdir(f"/proc/{pid}/task"):
         folder = f"/proc/{pid}/task/{thread}"
         with contextlib.suppress(FileNotFoundError, ProcessLookupError):
             with open(f"{folder}/status", encoding="ascii") as file:
                 status = file.read()
             with open(f"{folder}/schedstat", encoding="ascii") as file:
-                ran += int(file.read().split()[0])
+                ran = int(file.read().split()[0])
             name = re.search(r"^Name:\t(.*)", status).group(1)
-            slept[f"{name}/{thread}"] = int(re.search(r"^voluntary_ctxt_switches:\t(\d+)", status, re.MULTILINE).group(1))
-    return slept, ran
+            slept = int(re.search(r"^voluntary_ctxt_switches:\t(\d+)", status, re.MULTILINE).group(1))
+            threads[f"{name}/{thread}"] = (slept, ran)
+    return threads
 
 
 # --- Figures ----------------------------------------------------------------------------------------------------------

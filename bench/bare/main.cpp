@@ -1,5 +1,5 @@
-// What the client is compared with: about the least that a Qt Widgets program with a list, a line edit and a tray icon
-// can be.
+// What the client is compared with: about the least that a Qt Widgets program with a list, a line edit and a
+// tray icon can be.
 #include <QApplication>
 #include <QIcon>
 #include <QLineEdit>

@@ -1,12 +1,12 @@
-// Starts a program and prints, once its first window has been painted, the milliseconds since the start and the
-// processor milliseconds that the program has used; then ends it. What counts is seen by the X server, so that it is the
-// same for every program: the first drawing into a window that is no helper.
-#include <X11/Xlib.h>
-#include <X11/extensions/Xdamage.h>
+// Starts a program and prints, once its first window has been painted, the milliseconds since the start and
+// the processor milliseconds that the program has used; then ends it. What counts is seen by the X server, so
+// that it is the same for every program: the first drawing into a window that is no helper.
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <X11/extensions/Xdamage.h>
+#include <X11/Xlib.h>
 
 #include <chrono>
 #include <csignal>
