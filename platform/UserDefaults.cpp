@@ -42,6 +42,11 @@ QVariantMap UserDefaults::dictionaryRepresentation() const
 void UserDefaults::removeObjectForKey(const QString &key)
 {
     settings->remove(key);
+    // A key with an empty part, which only a hand or a fault writes, cannot be named: it goes with its group.
+    if (key.startsWith(u'/'))
+        settings->remove(QString());
+    else if (const qsizetype gap = key.indexOf(u"//"_s); gap > 0)
+        settings->remove(key.left(gap));
 }
 
 void UserDefaults::synchronize()
