@@ -9,6 +9,10 @@ target_compile_definitions(velmora_flags INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
     QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 target_include_directories(velmora_flags INTERFACE ${CMAKE_SOURCE_DIR})
+# How Debian hardens its programs, and binding at start, which makes the addresses of functions read-only.
+target_compile_options(velmora_flags INTERFACE
+    $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong -Wformat -Werror=format-security>)
+target_link_options(velmora_flags INTERFACE $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 if(VELMORA_SANITIZE)
     target_compile_options(velmora_flags INTERFACE
         -fsanitize=${VELMORA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
