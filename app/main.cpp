@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
 #include "app/MainStoryboard.h"
+#include "app/MissingParts.h"
 #include "app/VelmoraApp.h"
 #include "platform/ApplicationInstance.h"
 #include "platform/Configuration.h"
@@ -81,6 +82,8 @@ int main(int argc, char *argv[])
             storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s));
         delegate.applicationDidFinishLaunching();
         window->makeKeyAndOrderFront();
+        const SystemReadiness readiness;
+        const MissingParts missing(readiness);
         status = VelmoraApp::exec();
     }
     VPNManager::setSharedManager(nullptr);

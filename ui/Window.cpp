@@ -155,14 +155,19 @@ void Window::applyCollectionBehavior()
         windowsystem::joinAllSpaces(*windowHandle());
 }
 
+QSize Window::leastSize() const
+{
+    const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width()) : 0);
+    const QSize least = content->loadedView()->minimumSizeHint().expandedTo({0, 0});
+    return (least + bar).boundedTo(screen()->availableSize());
+}
+
 void Window::applySizeBounds()
 {
     if (!content || !content->isViewLoaded())
         return;
     const QSize available = screen()->availableSize();
-    const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width()) : 0);
-    const QSize least = content->loadedView()->minimumSizeHint().expandedTo({0, 0});
-    const QSize needed = (least + bar).boundedTo(available);
+    const QSize needed = leastSize();
     const QSize wanted = (testAttribute(Qt::WA_Resized) ? size() : content->preferredContentSize())
                              .expandedTo(needed)
                              .boundedTo(available);
@@ -208,6 +213,9 @@ bool Window::event(QEvent *event)
     // A window that is painted is on screen; before that a window manager does not know it.
     if (event->type() == QEvent::Paint && activation)
         windowsystem::activate(*windowHandle(), *std::exchange(activation, std::nullopt));
+    // A content that needs more room gets it, as when a notice comes into it.
+    if (event->type() == QEvent::LayoutRequest && content && leastSize() != minimumSize())
+        applySizeBounds();
     return handled;
 }
 

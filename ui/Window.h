@@ -81,6 +81,8 @@ private:
     void applyStyleMask();
     void applyCollectionBehavior();
     void applyMenuBar();
+    /// What the content and the menu bar need, as far as the screen has it.
+    QSize leastSize() const;
     /// Makes the size bounds follow the style mask and what the content needs.
     void applySizeBounds();
 

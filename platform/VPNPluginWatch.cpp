@@ -1,0 +1,75 @@
+#include "platform/VPNPluginWatch.h"
+
+#include "platform/GLibPointer.h"
+#include "platform/SystemNetworkLibrary.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <utility>
+
+namespace velmora {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto pluginService = "org.freedesktop.NetworkManager.vpnc";
+
+bool describesPlugin(const QString &path)
+{
+    const GObjectPtr<NMVpnPluginInfo> info(nm_vpn_plugin_info_new_from_file(path.toUtf8(), nullptr));
+    return info && qstrcmp(nm_vpn_plugin_info_get_service(info.get()), pluginService) == 0;
+}
+
+bool holdsPlugin(const QString &folder)
+{
+    const QFileInfoList files = QDir(folder).entryInfoList({u"*.name"_s}, QDir::Files);
+    return std::any_of(files.begin(), files.end(),
+                       [](const QFileInfo &file) { return describesPlugin(file.filePath()); });
+}
+
+/// A folder that does not exist cannot be watched; its coming is news of the one above it.
+QStringList nearestExisting(const QStringList &folders)
+{
+    QStringList found;
+    for (QString folder : folders) {
+        while (!QFileInfo(folder).isDir())
+            folder = QFileInfo(folder).path();
+        found << folder;
+    }
+    found.removeDuplicates();
+    return found;
+}
+
+} // namespace
+
+VPNPluginWatch::VPNPluginWatch(QStringList pluginFolders) : folders(std::move(pluginFolders))
+{
+    connect(&watcher, &QFileSystemWatcher::directoryChanged, this, &VPNPluginWatch::look);
+    look();
+}
+
+void VPNPluginWatch::look()
+{
+    watchFolders();
+    const bool found = std::any_of(folders.begin(), folders.end(), holdsPlugin);
+    if (std::exchange(present, found) != found)
+        Q_EMIT changed();
+}
+
+void VPNPluginWatch::watchFolders()
+{
+    // Again for as long as one has come while the one above it was about to be watched.
+    for (QStringList wanted = nearestExisting(folders); watcher.directories() != wanted;) {
+        if (!watcher.directories().isEmpty())
+            watcher.removePaths(watcher.directories());
+        watcher.addPaths(wanted);
+        const QStringList before = std::exchange(wanted, nearestExisting(folders));
+        if (wanted == before)
+            return;
+    }
+}
+
+} // namespace velmora
