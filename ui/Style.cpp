@@ -4,7 +4,9 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -20,6 +22,9 @@ namespace {
 
 constexpr int scrollBarExtent = 10;
 constexpr int shortestHandle = 32;
+
+/// What a message box leaves free at the left of its texts where it has no picture.
+constexpr int alertIndent = 21;
 
 bool wantsDark = false;
 bool desktopHasPalette = false;
@@ -47,6 +52,14 @@ bool showsFocus(const QStyleOption &option)
 {
     return option.state.testFlag(QStyle::State_HasFocus) &&
            option.state.testFlag(QStyle::State_KeyboardFocusChange);
+}
+
+int alertMargin(const QMessageBox &alert, QStyle::PixelMetric side)
+{
+    if (side == QStyle::PM_LayoutBottomMargin)
+        return Style::spaceL;
+    const bool isIndented = side == QStyle::PM_LayoutLeftMargin && alert.iconPixmap().isNull();
+    return isIndented ? Style::spaceXl - alertIndent : Style::spaceXl;
 }
 
 void drawButton(const QStyleOptionButton &button, QPainter *painter)
@@ -212,10 +225,16 @@ void Style::polish(QWidget *widget)
 {
     QProxyStyle::polish(widget);
     // An alert says what it is about in a heading, and its sentence in lines that are not too short.
-    if (widget->objectName() == u"qt_msgbox_label"_s)
-        widget->setFont(font(TextRole::Status));
-    else if (widget->objectName() == u"qt_msgbox_informativelabel"_s)
-        widget->setMinimumWidth(widget->fontMetrics().averageCharWidth() * 40);
+    auto *const label = qobject_cast<QLabel *>(widget);
+    const bool isHeading = widget->objectName() == u"qt_msgbox_label"_s;
+    if (label == nullptr || (!isHeading && widget->objectName() != u"qt_msgbox_informativelabel"_s))
+        return;
+    label->setIndent(0);
+    label->setContentsMargins(0, 0, 0, spaceS);
+    if (isHeading)
+        label->setFont(font(TextRole::Status));
+    else
+        label->setMinimumWidth(label->fontMetrics().averageCharWidth() * 40);
 }
 
 void Style::drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
@@ -332,6 +351,13 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWi
         return scrollBarExtent;
     case PM_ScrollBarSliderMin:
         return shortestHandle;
+    case PM_LayoutLeftMargin:
+    case PM_LayoutTopMargin:
+    case PM_LayoutRightMargin:
+    case PM_LayoutBottomMargin:
+        if (const auto *alert = qobject_cast<const QMessageBox *>(widget))
+            return alertMargin(*alert, metric);
+        break;
     case PM_ButtonShiftHorizontal:
     case PM_ButtonShiftVertical:
         return 0;
