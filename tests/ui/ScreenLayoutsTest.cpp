@@ -1,5 +1,6 @@
 #include "resources/Pictures.h"
 #include "ui/Colors.h"
+#include "ui/NoticeStrip.h"
 #include "ui/Style.h"
 
 #include "ui_HomeVC.h"
@@ -7,6 +8,7 @@
 
 #include <QAccessible>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace velmora;
@@ -168,7 +170,14 @@ void ScreenLayoutsTest::screensStayWholeWithLargeFonts()
     home.layout.connectText->setText(u"Quick Connect"_s);
     Home notice;
     notice.layout.installModal->setVisible(true);
+    // As much as can be missing at once, at its longest.
+    NoticeStrip::setLines({u"No NetworkManager: install or start network-manager"_s,
+                           u"The keyring is locked: unlock it or restart Velmora"_s});
+    const auto end = qScopeGuard([] { NoticeStrip::setLines({}); });
     for (QWidget *const view : {&login.view, &home.view, &notice.view}) {
+        QCoreApplication::processEvents();
+        // The strip's height follows from its width.
+        view->resize(view->size().expandedTo(view->minimumSizeHint()));
         QCoreApplication::processEvents();
         const QSize least = view->minimumSizeHint();
         QVERIFY2(
