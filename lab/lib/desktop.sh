@@ -39,12 +39,17 @@ systemBusReady() { labReady system-bus 5 busAnswers "$DBUS_SYSTEM_BUS_ADDRESS"; 
 
 # --- NetworkManager ---------------------------------------------------------------
 
+readonly nmPlugins=/usr/lib/NetworkManager/VPN nmPlugin=nm-vpnc-service.name
+
 nmConfigure() {
     local folder
     for folder in /etc/NetworkManager /var/lib/NetworkManager /usr/lib/NetworkManager/conf.d \
         /usr/lib/NetworkManager/system-connections; do
         [[ -d $folder ]] && mount -t tmpfs -o mode=755 lab "$folder"
     done
+    # A copy, from which the plugin can be taken away.
+    cp -a "$nmPlugins" "$VELMORA_LAB/plugins"
+    mount --bind "$VELMORA_LAB/plugins" "$nmPlugins"
     mkdir -p /etc/NetworkManager/system-connections
     cat >/etc/NetworkManager/NetworkManager.conf <<END
 [main]
@@ -113,6 +118,9 @@ CLASS=user
 SEAT=seat0
 END
 }
+
+pluginRemove() { [[ ! -e $nmPlugins/$nmPlugin ]] || mv "$nmPlugins/$nmPlugin" "$nmPlugins/$nmPlugin.away"; }
+pluginInstall() { [[ -e $nmPlugins/$nmPlugin ]] || mv "$nmPlugins/$nmPlugin.away" "$nmPlugins/$nmPlugin"; }
 
 nmStart() {
     labAlive nm || labSpawn nm NetworkManager --debug
