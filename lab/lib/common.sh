@@ -10,6 +10,8 @@
 
 readonly labUplink=uplink0
 readonly labDesktopAddress=192.0.2.2 labDesktopRouter=192.0.2.1
+readonly labDesktopAddress6=2001:db8:192::2 labDesktopRouter6=2001:db8:192::1
+readonly labServiceAddress6=2001:db8:198::2 labServiceRouter6=2001:db8:198::1   # answers pings, outside of the tunnel
 readonly labServiceAddress=198.51.100.2 labServiceRouter=198.51.100.1
 readonly labGatewayAddress=203.0.113.2 labGatewayRouter=203.0.113.1
 readonly labSinkAddress=203.0.113.66       # takes every packet and never answers

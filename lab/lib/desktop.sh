@@ -88,7 +88,10 @@ dns=$labServiceAddress;
 route-metric=100
 
 [ipv6]
-method=disabled
+method=manual
+address1=$labDesktopAddress6/64,$labDesktopRouter6
+dns=$labServiceAddress6;
+route-metric=100
 END
     chmod 600 /etc/NetworkManager/system-connections/uplink.nmconnection
 

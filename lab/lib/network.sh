@@ -13,6 +13,11 @@ networkRaise() {
         networkDo ip netns add "$namespace"
         networkDo ip -n "$namespace" link set lo up
     done
+    # No address waits for duplicates of itself.
+    for namespace in router service; do
+        networkDo ip netns exec "$namespace" sh -c 'echo 0 >/proc/sys/net/ipv6/conf/default/accept_dad'
+    done
+    echo 0 >/proc/sys/net/ipv6/conf/default/accept_dad
     networkDo ip link add "$labUplink" type veth peer name desktop netns router
     networkDo ip -n router link add service type veth peer name wan netns service
     networkDo ip -n router link add gateway type veth peer name wan netns gateway
@@ -23,7 +28,9 @@ networkRaise() {
     networkDo ip -n router -batch - <<END
 tuntap add dev $labDistance mode tun
 address add $labDesktopRouter/24 dev desktop
+address add $labDesktopRouter6/64 dev desktop
 address add $labServiceRouter/24 dev service
+address add $labServiceRouter6/64 dev service
 address add $labGatewayRouter/24 dev gateway
 link set desktop up
 link set service up
@@ -37,8 +44,10 @@ route add blackhole $labSinkAddress
 END
     networkDo ip -n service -batch - <<END
 address add $labServiceAddress/24 dev wan
+address add $labServiceAddress6/64 dev wan
 link set wan up
 route add default via $labServiceRouter
+route add default via $labServiceRouter6
 route add local $labEndpointNetwork dev lo
 END
     networkDo ip -n gateway -batch - <<END
@@ -51,6 +60,9 @@ END
     for namespace in router gateway; do
         networkDo ip netns exec "$namespace" sh -c 'echo 1 >/proc/sys/net/ipv4/ip_forward'
     done
+
+    # The router keeps its addresses while a cable is out.
+    networkDo ip netns exec router sh -c 'cd /proc/sys/net/ipv6/conf/all && echo 1 >forwarding && echo 1 >keep_addr_on_down'
 
     # The ways there and back differ, which is no forgery here.
     ip netns exec router sh -c 'for each in /proc/sys/net/ipv4/conf/*/rp_filter; do echo 0 >"$each"; done'
@@ -87,6 +99,25 @@ distanceStart() {
         "$VELMORA_LAB/seed.txt" "$labDistance" "$VELMORA_LAB/distance.ready"
 }
 distanceReady() { labReady distance 5 test -e "$VELMORA_LAB/distance.ready"; }
+
+# What passes the router's end of the uplink: a packet that takes the way beside the tunnel is in the clear there.
+readonly captureFile=$VELMORA_LAB/capture.pcap
+captureStart() {
+    rm -f "$captureFile"
+    : >"$VELMORA_LAB/log/capture.log"
+    labSpawn capture ip netns exec router "$labPrograms/tcpdump" -Z root -n -U --immediate-mode -i desktop -w "$captureFile"
+}
+captureReady() { labReady capture 5 grep -q '^tcpdump: listening' "$VELMORA_LAB/log/capture.log"; }
+captureStop() { labEnd capture; }
+# captureShow FILTER…: a packet of its own, sent and seen, tells that all those before it are in the file. That one
+# and the router's answer are left out.
+captureShow() {
+    local marker=marker-$EPOCHREALTIME-$RANDOM
+    printf %s "$marker" >"/dev/udp/$labDesktopRouter/9" || labFail capture "the uplink takes no packet"
+    labUntil 5 grep -qF "$marker" "$captureFile" || labFail capture "sees no packet"
+    "$labPrograms/tcpdump" -Z root -n -t -q -r "$captureFile" \
+        "not udp port 9 and not (icmp and src host $labDesktopRouter) and ($*)" 2>/dev/null
+}
 
 # linkDown, linkUp: the uplink's cable, pulled at the router's end.
 linkCarrier() { [[ $(cat /sys/class/net/"$labUplink"/carrier 2>/dev/null) == "$1" ]]; }

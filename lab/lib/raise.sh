@@ -39,7 +39,7 @@ labSetup() { # what must stand before anything is started
     chmod 700 "$HOME" "$XDG_RUNTIME_DIR"
     cp "$LAB_SEED" "$VELMORA_LAB/seed.txt"
     mkdir "$labPrograms"
-    cp /usr/sbin/charon-systemd /usr/sbin/swanctl "$(command -v dnsmasq)" "$labPrograms/"
+    cp /usr/sbin/charon-systemd /usr/sbin/swanctl "$(command -v dnsmasq)" "$(command -v tcpdump)" "$labPrograms/"
     if [[ $LAB_DISPLAY == inherit ]]; then
         labInheritDisplay "$wayland"
     else
@@ -90,7 +90,7 @@ labWriteEnvironment() {
     export VELMORA_LAB_UPLINK=$labUplink VELMORA_LAB_UPLINK_ROUTER=$labDesktopRouter
     export VELMORA_LAB_DNS=$labServiceAddress VELMORA_LAB_TUNNEL_DNS=$labTunnelDns
     export VELMORA_LAB_GATEWAY=$labGatewayAddress VELMORA_LAB_SINK=$labSinkAddress
-    export VELMORA_LAB_PING=$labTunnelPing
+    export VELMORA_LAB_PING=$labTunnelPing VELMORA_LAB_IPV6=$labServiceAddress6
     local name
     for name in "${!VELMORA_LAB@}" HOME XDG_{RUNTIME_DIR,{CONFIG,DATA,CACHE,STATE}_HOME} \
         DBUS_{SYSTEM,SESSION}_BUS_ADDRESS DISPLAY XAUTHORITY WAYLAND_DISPLAY \
@@ -136,7 +136,7 @@ labStep networkRaise "$VELMORA_LAB/seed.txt"
 labStep distanceStart
 labStep gatewayConfigure
 labStep gatewayStart
-labStep resolverStart resolver service "$labServiceAddress"
+labStep resolverStart resolver service "$labServiceAddress" "$labServiceAddress6"
 labStep resolverStart tunnel-resolver gateway "$labTunnelDns"
 labStep serviceStart
 labStep systemBusStart

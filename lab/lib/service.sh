@@ -3,15 +3,15 @@
 # The service side: the local service and the two resolvers, one on the open
 # network and one that only the tunnel reaches.
 
-# resolverStart NAME NAMESPACE ADDRESS
+# resolverStart NAME NAMESPACE ADDRESS…
 resolverStart() {
-    local name=$1 namespace=$2 address=$3
+    local name=$1 namespace=$2
     cat >"$VELMORA_LAB/$name.conf" <<END
 no-resolv
 no-hosts
 no-poll
 bind-interfaces
-listen-address=$address
+$(printf 'listen-address=%s\n' "${@:3}")
 except-interface=nothing
 local=/#/
 host-record=velmora.test,api.velmora.test,www.velmora.test,$labServiceAddress
