@@ -6,6 +6,7 @@
 
 #include <QUuid>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace velmora {
@@ -26,6 +27,8 @@ const QString agentOwned = u"1"_s;
 
 /// What name servers of other connections have is zero or more; a negative priority keeps them out.
 constexpr int dnsPriority = -50;
+
+constexpr const char *deadEndAddress = "fd7c:55d1:9d52::2";
 
 /// Namespace of the version 5 UUIDs of profiles.
 constexpr QUuid profileNamespace(0x5b1d4a70, 0x3c0e, 0x4b8a, 0x9d, 0x52, 0x7e, 0x61, 0x0f, 0xc4, 0x28, 0xb3);
@@ -96,11 +99,25 @@ NMSetting *addresses4()
     return setting;
 }
 
-/// The plugin carries no IPv6.
+/// The tunnel carries no IPv6; without this it would go on beside it. Both halves of its addresses, which win
+/// over any default route, lead into the tunnel's device, and no further: the gateway drops what
+/// is not IPv4. The routes are the device's, so that they go with it, however the tunnel ends. A route of
+/// type "unreachable" would refuse at once what this lets time out, but stays for good when the daemon is
+/// killed. The address is a unique local one (RFC 4193), which programs use for no destination outside while
+/// they have an IPv4 address for it (RFC 6724).
 NMSetting *addresses6()
 {
     NMSetting *setting = nm_setting_ip6_config_new();
-    g_object_set(setting, NM_SETTING_IP_CONFIG_METHOD, NM_SETTING_IP6_CONFIG_METHOD_DISABLED, nullptr);
+    g_object_set(setting, NM_SETTING_IP_CONFIG_METHOD, NM_SETTING_IP6_CONFIG_METHOD_MANUAL, nullptr);
+    NMSettingIPConfig *addresses = NM_SETTING_IP_CONFIG(setting);
+    NMIPAddress *address = nm_ip_address_new(AF_INET6, deadEndAddress, 128, nullptr);
+    nm_setting_ip_config_add_address(addresses, address);
+    nm_ip_address_unref(address);
+    for (const char *half : {"::", "8000::"}) {
+        NMIPRoute *route = nm_ip_route_new(AF_INET6, half, 1, nullptr, -1, nullptr);
+        nm_setting_ip_config_add_route(addresses, route);
+        nm_ip_route_unref(route);
+    }
     return setting;
 }
 

@@ -105,6 +105,8 @@ private Q_SLOTS:
         NMSettingIPConfig *addresses = nm_connection_get_setting_ip4_config(kept.get());
         QVERIFY(!nm_setting_ip_config_get_never_default(addresses));
         QVERIFY(nm_setting_ip_config_get_dns_priority(addresses) < 0);
+        addresses = nm_connection_get_setting_ip6_config(kept.get());
+        QCOMPARE(nm_setting_ip_config_get_num_routes(addresses), 2U);
         QVERIFY(!nm_setting_connection_get_autoconnect(nm_connection_get_setting_connection(kept.get())));
         QVERIFY(nm_setting_vpn_get_persistent(nm_connection_get_setting_vpn(kept.get())));
     }
