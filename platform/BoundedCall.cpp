@@ -43,26 +43,28 @@ void iterateUntil(GMainContext *context, const Pending &pending, std::chrono::st
 
 } // namespace
 
-// The sources of the calls stand in a context of their own, so that waiting for them runs nothing of the
-// program.
-BoundedCall::BoundedCall(std::chrono::milliseconds limit)
-    : context(g_main_context_new()), deadline(std::chrono::steady_clock::now() + limit),
-      cancellable(g_cancellable_new())
-{
-    g_main_context_push_thread_default(context);
-}
+BoundedCall::BoundedCall() : context(g_main_context_new()), cancellable(g_cancellable_new()) {}
 
 BoundedCall::~BoundedCall()
 {
     // What the calls used is let go of by sources of this context, which nobody runs later.
+    g_main_context_push_thread_default(context);
     while (g_main_context_iteration(context, FALSE) != FALSE) {
     }
     g_main_context_pop_thread_default(context);
     g_main_context_unref(context);
 }
 
+void BoundedCall::setLimit(std::chrono::milliseconds limit)
+{
+    deadline = std::chrono::steady_clock::now() + limit;
+}
+
 GObjectPtr<GAsyncResult> BoundedCall::run(const Start &start)
 {
+    // The sources of the calls stand in a context of their own, so that waiting for them runs nothing of the
+    // program.
+    g_main_context_push_thread_default(context);
     const auto pending = std::make_shared<Pending>();
     start(cancellable.get(), callEnded, new std::shared_ptr<Pending>(pending));
     iterateUntil(context, *pending, deadline);
@@ -70,6 +72,7 @@ GObjectPtr<GAsyncResult> BoundedCall::run(const Start &start)
         g_cancellable_cancel(cancellable.get());
         iterateUntil(context, *pending, std::chrono::steady_clock::now() + graceAfterCancel);
     }
+    g_main_context_pop_thread_default(context);
     return std::move(pending->result);
 }
 

@@ -7,18 +7,21 @@
 
 namespace velmora {
 
-/// Runs asynchronous GIO calls one after another to their end, within one time limit for all of them, without
-/// running the program's own event loop. What makes a blocking call on a service bearable that may have
-/// stopped answering.
+/// Runs asynchronous GIO calls one after another to their end, within a time limit, without running the
+/// program's own event loop. What makes a blocking call on a service bearable that may have stopped
+/// answering.
 class BoundedCall
 {
 public:
     using Start = std::function<void(GCancellable *, GAsyncReadyCallback, gpointer data)>;
 
-    explicit BoundedCall(std::chrono::milliseconds limit);
+    BoundedCall();
     ~BoundedCall();
     BoundedCall(const BoundedCall &) = delete;
     BoundedCall &operator=(const BoundedCall &) = delete;
+
+    /// All calls until the next time that this is called share this limit.
+    void setLimit(std::chrono::milliseconds limit);
 
     /// Starts a call and waits for its result; null when the limit passes first and the call, although
     /// cancelled, does not end.
@@ -26,7 +29,7 @@ public:
 
 private:
     GMainContext *const context;
-    const std::chrono::steady_clock::time_point deadline;
+    std::chrono::steady_clock::time_point deadline;
     GObjectPtr<GCancellable> cancellable;
 };
 

@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 
 constexpr std::chrono::milliseconds operationLimit = 2s;
 constexpr std::chrono::milliseconds unlockLimit = 20s;
+/// How long a conversation waits for the next question: a reply of the API, in most cases.
+constexpr std::chrono::milliseconds patience = 2s;
 
 /// `xdg:schema` and attribute names of every item of this application.
 constexpr const char *schemaName = "com.velmora.Client.Item";
@@ -71,21 +73,21 @@ QString textOf(SecretItem *item)
     return text;
 }
 
-/// One conversation with the store, from its opening to its end, within one time limit.
+} // namespace
+
+/// A conversation with the service on its bus.
 ///
-/// Each has a connection to the service of its own: a shared one would keep the session of a daemon that has
-/// been restarted since.
-class Conversation
+/// The session that secrets are handed over in is made when the first one is, and lasts as long as the
+/// conversation; what is read of items and collections lasts for one question.
+class SystemSecretStore::Conversation
 {
 public:
-    explicit Conversation(std::chrono::milliseconds limit) : call(limit) {}
-
-    Result<> open()
+    Result<> open(std::chrono::milliseconds limit)
     {
         survivesEndOfSessionBus();
+        call.setLimit(limit);
         const auto result = call.run([](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
-            secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, cancellable, ready,
-                                data);
+            secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, ready, data);
         });
         if (!result)
             return noAnswer();
@@ -93,7 +95,34 @@ public:
         service.reset(secret_service_open_finish(result.get(), &error));
         if (!service)
             return failure(error);
+        owner.reset(g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service.get())));
         return Success{};
+    }
+
+    /// Whether the service is still the one that the conversation was opened with: another one knows nothing
+    /// of its session.
+    bool resume(std::chrono::milliseconds limit)
+    {
+        item.reset();
+        collection.reset();
+        call.setLimit(limit);
+        const auto result =
+            call.run([this](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+                g_dbus_connection_call(
+                    g_dbus_proxy_get_connection(G_DBUS_PROXY(service.get())), "org.freedesktop.DBus",
+                    "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+                    g_variant_new("(s)", g_dbus_proxy_get_name(G_DBUS_PROXY(service.get()))),
+                    G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE, -1, cancellable, ready, data);
+            });
+        if (!result)
+            return false;
+        const GObjectPtr<GObject> bus(g_async_result_get_source_object(result.get()));
+        const GVariantPtr reply(
+            g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus.get()), result.get(), nullptr));
+        const char *present = nullptr;
+        if (reply)
+            g_variant_get(reply.get(), "(&s)", &present);
+        return present != nullptr && g_strcmp0(present, owner.get()) == 0;
     }
 
     /// The default collection; null when the user has none.
@@ -134,15 +163,14 @@ public:
         return Success{};
     }
 
-    /// The item of this service and key, with its secret where `flags` ask for it; null when there is none.
-    Result<SecretItem *> find(const QString &serviceName, const QString &key, SecretSearchFlags flags)
+    /// The item of this service and key; null when there is none.
+    Result<SecretItem *> find(const QString &serviceName, const QString &key)
     {
         const GHashTablePtr attributes = attributesOf(serviceName, key);
         const auto result =
             call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
-                secret_service_search(service.get(), &schema, attributes.get(),
-                                      static_cast<SecretSearchFlags>(flags | SECRET_SEARCH_ALL), cancellable,
-                                      ready, data);
+                secret_service_search(service.get(), &schema, attributes.get(), SECRET_SEARCH_ALL,
+                                      cancellable, ready, data);
             });
         if (!result)
             return noAnswer();
@@ -162,6 +190,21 @@ public:
         if (!item && locked)
             return isLocked();
         return item.get();
+    }
+
+    /// Reads the secret of the item that was found.
+    Result<QString> text()
+    {
+        const auto result =
+            call.run([this](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+                secret_item_load_secret(item.get(), cancellable, ready, data);
+            });
+        if (!result)
+            return noAnswer();
+        GError *error = nullptr;
+        if (!secret_item_load_secret_finish(item.get(), result.get(), &error))
+            return failure(error);
+        return textOf(item.get());
     }
 
     Result<SecretItem *> itemAt(const QByteArray &path)
@@ -213,66 +256,96 @@ public:
 private:
     BoundedCall call;
     GObjectPtr<SecretService> service;
+    /// The service's own name on the bus.
+    GCharPtr owner;
     GObjectPtr<SecretCollection> collection;
     GObjectPtr<SecretItem> item;
 };
 
-} // namespace
+SystemSecretStore::SystemSecretStore()
+{
+    end.setSingleShot(true);
+    end.setInterval(patience);
+    QObject::connect(&end, &QTimer::timeout, &end, [this] { conversation.reset(); });
+}
+
+SystemSecretStore::~SystemSecretStore() = default;
+
+Result<> SystemSecretStore::converse(std::chrono::milliseconds limit)
+{
+    end.start();
+    if (conversation && conversation->resume(limit))
+        return Success{};
+    conversation = std::make_unique<Conversation>();
+    return conversation->open(limit);
+}
+
+template<class Answer, class Question>
+Answer SystemSecretStore::ask(std::chrono::milliseconds limit, Question question)
+{
+    const Result<> opened = converse(limit);
+    Answer answer = opened ? question(*conversation) : Answer(opened.error());
+    // What has failed once could fail what comes next.
+    if (!answer)
+        conversation.reset();
+    return answer;
+}
 
 Result<> SystemSecretStore::store(const QString &service, const QString &key, const QString &text)
 {
-    Conversation conversation(operationLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretCollection *> collection = conversation.openCollection();
-    if (!collection)
-        return collection.error();
-    if (*collection == nullptr)
-        return storeError(SECRET_ERROR_NO_SUCH_OBJECT, u"There is no default collection"_s);
-    // Creating an item in a locked collection would ask the user to unlock it.
-    if (secret_collection_get_locked(*collection))
-        return isLocked();
-    return conversation.create(service, key, text);
+    return ask<Result<>>(operationLimit, [&](Conversation &open) -> Result<> {
+        const Result<SecretCollection *> collection = open.openCollection();
+        if (!collection)
+            return collection.error();
+        if (*collection == nullptr)
+            return storeError(SECRET_ERROR_NO_SUCH_OBJECT, u"There is no default collection"_s);
+        // Creating an item in a locked collection would ask the user to unlock it.
+        if (secret_collection_get_locked(*collection))
+            return isLocked();
+        return open.create(service, key, text);
+    });
 }
 
 Result<> SystemSecretStore::remove(const QString &service, const QString &key)
 {
-    Conversation conversation(operationLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretItem *> item = conversation.find(service, key, SECRET_SEARCH_NONE);
-    if (!item)
-        return item.error();
-    if (*item == nullptr)
-        return Success{};
-    return conversation.erase();
+    return ask<Result<>>(operationLimit, [&](Conversation &open) -> Result<> {
+        const Result<SecretItem *> item = open.find(service, key);
+        if (!item)
+            return item.error();
+        if (*item == nullptr)
+            return Success{};
+        return open.erase();
+    });
 }
 
 Result<std::optional<QString>> SystemSecretStore::read(const QString &service, const QString &key)
 {
-    Conversation conversation(operationLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretItem *> item = conversation.find(service, key, SECRET_SEARCH_LOAD_SECRETS);
-    if (!item)
-        return item.error();
-    if (*item == nullptr)
-        return std::optional<QString>{};
-    return std::optional(textOf(*item));
+    using Answer = Result<std::optional<QString>>;
+    return ask<Answer>(operationLimit, [&](Conversation &open) -> Answer {
+        const Result<SecretItem *> item = open.find(service, key);
+        if (!item)
+            return item.error();
+        if (*item == nullptr)
+            return std::optional<QString>{};
+        const Result<QString> text = open.text();
+        if (!text)
+            return text.error();
+        return std::optional(*text);
+    });
 }
 
 Result<std::optional<QByteArray>> SystemSecretStore::persistentReference(const QString &service,
                                                                          const QString &key)
 {
-    Conversation conversation(operationLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretItem *> item = conversation.find(service, key, SECRET_SEARCH_NONE);
-    if (!item)
-        return item.error();
-    if (*item == nullptr)
-        return std::optional<QByteArray>{};
-    return std::optional(QByteArray(g_dbus_proxy_get_object_path(G_DBUS_PROXY(*item))));
+    using Answer = Result<std::optional<QByteArray>>;
+    return ask<Answer>(operationLimit, [&](Conversation &open) -> Answer {
+        const Result<SecretItem *> item = open.find(service, key);
+        if (!item)
+            return item.error();
+        if (*item == nullptr)
+            return std::optional<QByteArray>{};
+        return std::optional(QByteArray(g_dbus_proxy_get_object_path(G_DBUS_PROXY(*item))));
+    });
 }
 
 Result<std::optional<QString>> SystemSecretStore::resolve(const QByteArray &reference, const QString &service,
@@ -280,35 +353,34 @@ Result<std::optional<QString>> SystemSecretStore::resolve(const QByteArray &refe
 {
     if (!g_variant_is_object_path(reference.constData()))
         return std::optional<QString>{};
-    Conversation conversation(operationLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretItem *> item = conversation.itemAt(reference);
-    if (!item)
-        return item.error();
-    if (secret_item_get_locked(*item))
-        return isLocked();
-    const GHashTablePtr attributes(secret_item_get_attributes(*item));
-    const auto holds = [&attributes](const char *name, const QString &wanted) {
-        const auto *value = static_cast<const char *>(g_hash_table_lookup(attributes.get(), name));
-        return value != nullptr && QString::fromUtf8(value) == wanted;
-    };
-    if (!attributes || !holds("service", service) || !holds("key", key))
-        return std::optional<QString>{};
-    return std::optional(textOf(*item));
+    using Answer = Result<std::optional<QString>>;
+    return ask<Answer>(operationLimit, [&](Conversation &open) -> Answer {
+        const Result<SecretItem *> item = open.itemAt(reference);
+        if (!item)
+            return item.error();
+        if (secret_item_get_locked(*item))
+            return isLocked();
+        const GHashTablePtr attributes(secret_item_get_attributes(*item));
+        const auto holds = [&attributes](const char *name, const QString &wanted) {
+            const auto *value = static_cast<const char *>(g_hash_table_lookup(attributes.get(), name));
+            return value != nullptr && QString::fromUtf8(value) == wanted;
+        };
+        if (!attributes || !holds("service", service) || !holds("key", key))
+            return std::optional<QString>{};
+        return std::optional(textOf(*item));
+    });
 }
 
 Result<> SystemSecretStore::unlock()
 {
-    Conversation conversation(unlockLimit);
-    if (const Result<> opened = conversation.open(); !opened)
-        return opened.error();
-    const Result<SecretCollection *> collection = conversation.openCollection();
-    if (!collection)
-        return collection.error();
-    if (*collection == nullptr || !secret_collection_get_locked(*collection))
-        return Success{};
-    return conversation.unlockCollection();
+    return ask<Result<>>(unlockLimit, [](Conversation &open) -> Result<> {
+        const Result<SecretCollection *> collection = open.openCollection();
+        if (!collection)
+            return collection.error();
+        if (*collection == nullptr || !secret_collection_get_locked(*collection))
+            return Success{};
+        return open.unlockCollection();
+    });
 }
 
 } // namespace velmora

@@ -2,13 +2,25 @@
 
 #include "platform/SecretStore.h"
 
+#include <QTimer>
+
+#include <chrono>
+#include <memory>
+
 namespace velmora {
 
 /// The Secret Service of the user's session. Items lie in the default collection; a reference is the D-Bus
 /// object path of the item.
+///
+/// A conversation with the service is costly to open, so questions that follow one another share one.
 class SystemSecretStore final : public SecretStore
 {
 public:
+    SystemSecretStore();
+    ~SystemSecretStore() override;
+    SystemSecretStore(const SystemSecretStore &) = delete;
+    SystemSecretStore &operator=(const SystemSecretStore &) = delete;
+
     Result<> store(const QString &service, const QString &key, const QString &text) override;
     Result<> remove(const QString &service, const QString &key) override;
     Result<std::optional<QString>> read(const QString &service, const QString &key) override;
@@ -17,6 +29,19 @@ public:
     Result<std::optional<QString>> resolve(const QByteArray &reference, const QString &service,
                                            const QString &key) override;
     Result<> unlock() override;
+
+private:
+    class Conversation;
+
+    /// Runs a question to its end within the limit.
+    template<class Answer, class Question>
+    Answer ask(std::chrono::milliseconds limit, Question question);
+    Result<> converse(std::chrono::milliseconds limit);
+
+    std::unique_ptr<Conversation> conversation;
+    /// Ends the conversation when nothing has been asked for a while: it is not to hear what others do with
+    /// the service.
+    QTimer end;
 };
 
 } // namespace velmora
