@@ -102,8 +102,9 @@ HttpSession &HttpSession::shared()
 HttpSession::HttpSession() : d(std::make_unique<Private>())
 {
     // A request waits for no other one: a service that never ends its replies must not hold up the next
-    // press.
-    d->session.reset(soup_session_new_with_options("max-conns", 256, "max-conns-per-host", 256, nullptr));
+    // press. A connection serves one request, so what is left of it is dropped as soon as the library can.
+    d->session.reset(soup_session_new_with_options("max-conns", 256, "max-conns-per-host", 256,
+                                                   "idle-timeout", 1, nullptr));
     // It would repeat a request that was answered with 401.
     soup_session_remove_feature_by_type(d->session.get(), SOUP_TYPE_AUTH_MANAGER);
 }
