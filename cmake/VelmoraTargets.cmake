@@ -26,3 +26,14 @@ function(velmora_library name)
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC velmora_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
 endfunction()
+
+# velmora_configuration(NAME APPLICATION_ID API_BASE_URL): what is compiled in, of which each executable links exactly
+# one. API_BASE_URL is a C++ expression. Objects, not an archive: libraries of every level refer to them, and whichever
+# is linked last must still find them.
+function(velmora_configuration name application_id api_base_url)
+    set(VELMORA_APPLICATION_ID ${application_id})
+    set(VELMORA_API_BASE_URL ${api_base_url})
+    configure_file(${CMAKE_SOURCE_DIR}/platform/Configuration.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp @ONLY)
+    add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+    target_link_libraries(${name} PUBLIC velmora_flags Qt6::Core)
+endfunction()

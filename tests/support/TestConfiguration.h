@@ -5,6 +5,9 @@
 namespace velmora::testing {
 
 /// Sets what `configuration::apiBaseUrl()` answers in this test.
-void setApiBaseUrl(const QString &url);
+inline void setApiBaseUrl(const QString &url)
+{
+    qputenv("VELMORA_TEST_API", url.toUtf8());
+}
 
 } // namespace velmora::testing
