@@ -19,6 +19,12 @@ QString latencyText(const std::optional<QList<double>> &ping)
     return QString::asprintf("%.1f ms", ping->at(2));
 }
 
+/// What assistive tools say of a favourite that is not among the endpoints, of which the row shows nothing.
+QString spokenName(const QString &name)
+{
+    return name.isEmpty() ? u"Unknown location"_s : name;
+}
+
 } // namespace
 
 void EndpointCellView::configure(const Service &service)
@@ -26,7 +32,7 @@ void EndpointCellView::configure(const Service &service)
     flagImageView->setImageNamed(service.country.toLower());
     countryLabel->setText(service.name);
     latencyLabel().setText(latencyText(service.ping));
-    const QString action = starText(service.name);
+    const QString action = starText(spokenName(service.name));
     if (starBtn->accessibleName() != action)
         starBtn->setAccessibleName(action);
     announceRowText(this);
@@ -35,7 +41,8 @@ void EndpointCellView::configure(const Service &service)
 QString EndpointCellView::spokenText() const
 {
     const QString latency = latencyLabel().text();
-    const QString place = latency.isEmpty() ? countryLabel->text() : countryLabel->text() + u", "_s + latency;
+    const QString name = spokenName(countryLabel->text());
+    const QString place = latency.isEmpty() ? name : name + u", "_s + latency;
     return place + u", "_s + favoriteText();
 }
 

@@ -1,6 +1,10 @@
-// Draws the screens with sample data into pictures, to be looked at.
+// Draws the screens with sample data into pictures, to be looked at; with --show IDENTIFIER shows one in a
+// window.
+#include "app/MainStoryboard.h"
 #include "tests/support/Scenes.h"
+#include "ui/Screen.h"
 #include "ui/Style.h"
+#include "ui/Window.h"
 
 #include <QApplication>
 #include <QProcess>
@@ -19,6 +23,14 @@ void takeShots(const QString &suffix)
     });
 }
 
+int showScreen(const QString &identifier)
+{
+    QApplication::setApplicationName(u"velmora"_s);
+    Window::windowWithContentViewController(makeMainStoryboard()->instantiate(identifier))
+        ->makeKeyAndOrderFront();
+    return QApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -26,6 +38,8 @@ int main(int argc, char *argv[])
     const bool isDoubled = qEnvironmentVariableIsSet("QT_SCALE_FACTOR");
     QApplication application(argc, argv);
     Style::install();
+    if (application.arguments().value(1) == u"--show"_s)
+        return showScreen(application.arguments().value(2));
     if (isDoubled) {
         takeShots(u"-200-percent"_s);
         return 0;
