@@ -151,6 +151,7 @@ void showHome(const scenes::Visitor &visit)
     sayMissing({Missing::NetworkManager, Missing::VPNPlugin, Missing::UnlockedKeyring});
     show(u"home-missing-more"_s);
     sayMissing({});
+    home.ui.favorites->selectEndpointSilently(-1);
     fillStoreToTheBrim();
     home.ui.favorites->reloadData();
     home.ui.countries->reloadData();
