@@ -27,6 +27,8 @@ systemBusStart() {
     <allow receive_type="error"/>
     <allow receive_type="signal"/>
     <allow send_destination="org.freedesktop.DBus"/>
+    <allow own="org.freedesktop.login1"/>
+    <allow send_destination="org.freedesktop.login1"/>
   </policy>
   <includedir>/usr/share/dbus-1/system.d</includedir>
 </busconfig>
@@ -36,6 +38,24 @@ END
 }
 busAnswers() { dbus-send "--bus=$1" --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetId; }
 systemBusReady() { labReady system-bus 5 busAnswers "$DBUS_SYSTEM_BUS_ADDRESS"; }
+
+# --- Suspend ----------------------------------------------------------------------
+
+logindStart() { labSpawn logind "$labLib/../logind"; }
+logindCall() {
+    dbus-send --system --dest=org.freedesktop.login1 --print-reply --reply-timeout=10000 /org/freedesktop/login1 "$@"
+}
+logindReady() { labReady logind 10 logindCall org.freedesktop.DBus.Peer.Ping; }
+# The daemon takes down what is hardware when it is told, and brings it back; the lab's uplink is none, so that is
+# done for it.
+sleepOn() {
+    logindCall test.velmora.Sleep.Sleep >/dev/null || labFail logind "does not suspend"
+    ! labAlive nm || nmcli device disconnect "$labUplink" >/dev/null || labFail nm "does not take the uplink down"
+}
+sleepOff() {
+    logindCall test.velmora.Sleep.Wake >/dev/null || labFail logind "does not resume"
+    ! labAlive nm || nmcli device connect "$labUplink" >/dev/null || labFail nm "does not bring the uplink back"
+}
 
 # --- NetworkManager ---------------------------------------------------------------
 
@@ -125,6 +145,13 @@ END
 pluginRemove() { [[ ! -e $nmPlugins/$nmPlugin ]] || mv "$nmPlugins/$nmPlugin" "$nmPlugins/$nmPlugin.away"; }
 pluginInstall() { [[ -e $nmPlugins/$nmPlugin ]] || mv "$nmPlugins/$nmPlugin.away" "$nmPlugins/$nmPlugin"; }
 
+# nmRefuse on|off: whether the daemon refuses the person what it lets root do, from its next start on.
+nmRefuse() {
+    local file=/etc/NetworkManager/conf.d/refuse.conf
+    mkdir -p "${file%/*}"
+    rm -f "$file"
+    [[ $1 == off ]] || printf '[main]\nauth-polkit=root-only\n' >"$file"
+}
 nmStart() {
     labAlive nm || labSpawn nm NetworkManager --debug
 }

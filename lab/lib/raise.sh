@@ -144,6 +144,7 @@ labStep sessionBusStart
 [[ $LAB_DISPLAY != virtual ]] || labStep displayStart
 labStep nmConfigure
 labStep systemBusReady
+labStep logindStart
 labStep nmStart
 labStep sessionBusReady
 labStep keyringStart
@@ -160,6 +161,7 @@ labStep distanceReady
 labStep keyringReady
 [[ $LAB_DISPLAY != virtual ]] || labStep windowManagerReady
 [[ $LAB_DISPLAY == none ]] || labStep accessibilityReady
+labStep logindReady
 labStep nmReady
 labWriteEnvironment
 [[ -z $LAB_VERBOSE ]] || labSay "raised in $(((${EPOCHREALTIME/[.,]/} - ${labBegan/[.,]/}) / 1000)) ms"

@@ -113,11 +113,10 @@ private:
             return "no capture";
         lab.output(u"getent"_s, {u"ahosts"_s, name});
         lab.output(u"ping"_s, {u"-n"_s, u"-c1"_s, u"-W1"_s, qEnvironmentVariable("VELMORA_LAB_IPV6")});
-        const QByteArray seen =
-            lab.output(u"labctl"_s, {u"capture"_s, u"show"_s,
-                                     besideTheTunnel.arg(qEnvironmentVariable("VELMORA_LAB_GATEWAY"))});
+        const QString filter = besideTheTunnel.arg(qEnvironmentVariable("VELMORA_LAB_GATEWAY"));
+        QByteArray seen = lab.output(u"labctl"_s, {u"capture"_s, u"show"_s, filter});
         if (!lab.output(u"labctl"_s, {u"log"_s, resolver}).contains(name.toUtf8()))
-            return "the question has not reached the resolver; beside the tunnel: " + seen;
+            seen.prepend("the question has not reached the resolver; ");
         return seen;
     }
 

@@ -15,8 +15,8 @@ import warnings
 
 here = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
-from client import check, labctl  # noqa: E402
 from desktop import Atspi, Desktop, GLib, NotSo, descendants, is_showing, until  # noqa: E402
+from person import check, labctl  # noqa: E402
 
 # Of an action's names Qt answers for this one only.
 warnings.filterwarnings("ignore", message=".*get_action_name")

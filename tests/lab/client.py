@@ -10,94 +10,10 @@ import re
 import subprocess
 import sys
 
-here = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
-from desktop import Atspi, Desktop, NotSo, descendants, until  # noqa: E402
+from person import CONNECT_SECONDS, Atspi, Client, check, descendants, labctl, play, until
 
-CONNECT_SECONDS = 30
 # The gateway that does not answer is given up by the daemon after some 15 s.
 GIVEN_UP_SECONDS = 40
-
-
-def check(what, so, seen=None):
-    if not so:
-        raise NotSo(f"{what}; seen: {seen}")
-
-
-def labctl(*words):
-    done = subprocess.run(["labctl", *words], capture_output=True, text=True)
-    return done.returncode == 0, done.stdout.strip()
-
-
-class Client:
-    """One run of the client with its two channels in files of their own."""
-
-    def __init__(self, program, folder):
-        self.desktop = Desktop(folder)
-        self.program = program
-        self.paths = {name: os.path.join(folder, name) for name in ("stdout", "stderr")}
-        self.marks = {name: 0 for name in self.paths}
-        self.start(fresh=True)
-
-    def start(self, fresh=False):
-        mode = "wb" if fresh else "ab"
-        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
-        with open(self.paths["stdout"], mode) as out, open(self.paths["stderr"], mode) as err:
-            self.process = subprocess.Popen([self.program], env=environment, stdout=out, stderr=err)
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-        until("the client gone", lambda: self.desktop.application() is None)
-
-    def lines(self, channel):
-        """What the channel got since the last call; on standard error the client's own lines only."""
-        with open(self.paths[channel], "rb") as file:
-            file.seek(self.marks[channel])
-            written = file.read()
-        # A line that is still being written belongs to the next call.
-        whole = written[:written.rfind(b"\n") + 1]
-        self.marks[channel] += len(whole)
-        lines = whole.decode().splitlines()
-        if channel == "stderr":
-            lines = [line.removeprefix("velmora: ") for line in lines if line.startswith("velmora: ")]
-        return lines
-
-    def button(self, caption, seconds=15):
-        return self.desktop.wait_for(caption, Atspi.Role.PUSH_BUTTON, seconds=seconds)
-
-    def press(self, caption):
-        self.desktop.press(self.button(caption))
-
-    def sign_in(self, user, password):
-        field = self.desktop.wait_for("User name", Atspi.Role.TEXT)
-        self.desktop.focus(field)
-        self.desktop.key("ctrl+a")
-        self.desktop.type(user)
-        self.desktop.key("Tab")
-        self.desktop.key("ctrl+a")
-        self.desktop.type(password)
-        self.desktop.key("Return")
-
-    def choose(self, name):
-        the_list = self.desktop.wait_for("All locations", Atspi.Role.LIST)
-        until("locations", lambda: the_list.get_child_count() > 5)
-        self.desktop.focus(the_list)
-        self.desktop.type(name.lower())
-        until(f"{name} selected", lambda: any(
-            row.get_name().startswith(name) and row.get_state_set().contains(Atspi.StateType.SELECTED)
-            for row in (the_list.get_child_at_index(i) for i in range(the_list.get_child_count()))))
-
-    def connect(self):
-        self.press("Quick Connect")
-        self.desktop.wait_for_text("Connected", CONNECT_SECONDS)
-        self.button("Disconnect")
-        check("a ping through the tunnel", labctl("ping")[0])
-
-    def disconnect(self):
-        self.press("Disconnect")
-        self.desktop.wait_for_text("Disconnected")
-        until("the route back", lambda: "uplink" in labctl("route")[1])
 
 
 def wrong_password(client):
@@ -164,7 +80,7 @@ def network_manager_killed(client):
     # A killed daemon leaves the tunnel's resolver behind, which nobody reaches any more: whether a press gets as far as
     # the service then is the host's memory of names, and nothing to rely on.
     labctl("nm", "start")
-    until("connected again", lambda: try_to_connect(client), CONNECT_SECONDS)
+    until("connected again", client.try_to_connect, CONNECT_SECONDS)
     client.disconnect()
 
     labctl("nm", "kill")
@@ -178,18 +94,8 @@ def network_manager_killed(client):
           any(re.fullmatch(r"error, \S+ / -?\d+", line) for line in logged))
     check("nothing configured", "configure VPN preferences" not in logged, logged)
     labctl("nm", "start")
-    until("connected again", lambda: try_to_connect(client), CONNECT_SECONDS)
+    until("connected again", client.try_to_connect, CONNECT_SECONDS)
     client.disconnect()
-
-
-def try_to_connect(client):
-    """The daemon is on the bus some time before it has its devices up; until then a start is refused."""
-    client.press("Quick Connect")
-    try:
-        client.desktop.wait_for_text("Connected", 5)
-    except NotSo:
-        return False
-    return labctl("ping")[0]
 
 
 def unreached_service(client):
@@ -230,7 +136,7 @@ def missing_parts(client):
     said(client)
     client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
     client.choose("Berlin")
-    until("connected with what has come", lambda: try_to_connect(client), CONNECT_SECONDS)
+    until("connected with what has come", client.try_to_connect, CONNECT_SECONDS)
     labctl("keyring", "lock")
     said(client, "The keyring is locked: unlock it or restart Velmora")
     client.desktop.picture("locked")
@@ -242,6 +148,8 @@ def missing_parts(client):
     client.button("Sign in")
     labctl("keyring", "unlock")
     said(client)
+    client.kill()
+    client.start()
 
 
 def cleanup(client):
@@ -274,26 +182,7 @@ def cleanup(client):
     check("the service's host", "API host: api.velmora.test" in run("--version").stdout)
 
 
-def main():
-    client = Client(*sys.argv[1:3])
-    failed = 0
-    for scene in (wrong_password, main_job_leaves_its_lines_and_no_secret, killed_while_connected,
-                  refused_by_the_gateway, network_manager_killed, unreached_service, missing_parts,
-                  cleanup):
-        try:
-            scene(client)
-            print(f"PASS   {scene.__name__}", flush=True)
-        except NotSo as fault:
-            client.desktop.picture("not-so")
-            print(f"FAIL   {scene.__name__}: {fault}", flush=True)
-            failed = 1
-            break
-    if client.process.poll() is not None:
-        print(f"FAIL   the client ended with status {client.process.returncode}", flush=True)
-        return 1
-    client.kill()
-    return failed
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(play(Client(*sys.argv[1:3]), (
+        wrong_password, main_job_leaves_its_lines_and_no_secret, killed_while_connected, refused_by_the_gateway,
+        network_manager_killed, unreached_service, missing_parts, cleanup)))
