@@ -109,15 +109,16 @@ public:
             return true;
         Frame &frame = frames.back();
         const auto fields = frame.type->fields;
-        frame.position = fields.size();
-        for (size_t index = 0; index < fields.size(); ++index) {
-            if (name != fields[index].key)
-                continue;
-            frame.position = index;
+        const size_t index = indexOf(name, frame);
+        frame.position = index;
+        if (index == fields.size())
+            return true;
+        const unsigned bit = 1U << index;
+        if ((frame.seen & bit) != 0) {
             fields[index].clear(frame.object);
-            frame.seen |= 1U << index;
             std::erase_if(frame.faults, [index](const Fault &fault) { return fault.position == index; });
         }
+        frame.seen |= bit;
         return true;
     }
 
@@ -149,6 +150,20 @@ private:
         unsigned seen = 0;
         std::vector<Fault> faults;
     };
+
+    /// The index of the field with this key; the number of fields when there is none. Most records come in
+    /// the order of their declaration.
+    static size_t indexOf(std::string_view name, const Frame &frame)
+    {
+        const auto fields = frame.type->fields;
+        const size_t next = frame.seen == 0 ? 0 : frame.position + 1;
+        if (next < fields.size() && fields[next].key == name)
+            return next;
+        size_t index = 0;
+        while (index < fields.size() && fields[index].key != name)
+            ++index;
+        return index;
+    }
 
     static PlatformError decodeError(const std::string &text)
     {
@@ -258,7 +273,7 @@ private:
         const auto fields = frame.type->fields;
         for (size_t index = 0; index < fields.size(); ++index) {
             if (fields[index].required && (frame.seen & (1U << index)) == 0)
-                frame.faults.push_back({index, path(fields[index].key) + ": expected " +
+                frame.faults.push_back({index, path(std::string(fields[index].key)) + ": expected " +
                                                    nameOf(fields[index].type->kind) + ", found nothing"});
         }
     }

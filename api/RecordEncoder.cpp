@@ -29,7 +29,7 @@ Json toJson(const void *value, const ValueType &type)
         Json object = Json::object();
         for (const FieldType &field : type.fields) {
             if (const void *member = field.value(value))
-                object[field.key] = toJson(member, *field.type);
+                object[std::string(field.key)] = toJson(member, *field.type);
         }
         return object;
     }

@@ -6,6 +6,7 @@
 #include <array>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <type_traits>
 
 /// What a record declares once, its keys in order with the members behind them, and what decoding and
@@ -35,10 +36,10 @@ struct ValueType
 
 struct FieldType
 {
-    const char *key;
+    std::string_view key;
     bool required;
     const ValueType *type;
-    /// Makes the field hold a fresh value and returns it.
+    /// Makes a field that is absent or empty hold a fresh value and returns it.
     void *(*emplace)(void *record);
     /// Makes an optional field absent, a required one empty.
     void (*clear)(void *record);
@@ -126,12 +127,10 @@ struct FieldOf<Pointer>
     static void *emplace(void *record)
     {
         Member &member = static_cast<Record *>(record)->*Pointer;
-        if constexpr (Optional::isOptional) {
+        if constexpr (Optional::isOptional)
             return &member.emplace();
-        } else {
-            member = Member{};
+        else
             return &member;
-        }
     }
 
     static void clear(void *record) { static_cast<Record *>(record)->*Pointer = Member{}; }
@@ -147,7 +146,7 @@ struct FieldOf<Pointer>
 };
 
 template<auto Pointer>
-constexpr FieldType field(const char *key)
+constexpr FieldType field(std::string_view key)
 {
     using Of = FieldOf<Pointer>;
     return {key,

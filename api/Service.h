@@ -26,3 +26,6 @@ inline constexpr auto recordFields<Service> = std::array{
 };
 
 } // namespace velmora
+
+// A list of them grows without touching each.
+Q_DECLARE_TYPEINFO(velmora::Service, Q_RELOCATABLE_TYPE);
