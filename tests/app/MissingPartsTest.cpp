@@ -1,13 +1,20 @@
 #include "app/MissingParts.h"
+#include "app/MainStoryboard.h"
+#include "tests/support/FakeSecretStore.h"
 #include "tests/support/OutputCapture.h"
 #include "ui/NoticeStrip.h"
+#include "ui/Screen.h"
+#include "ui/Window.h"
 
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDir>
 #include <QLabel>
+#include <QLayout>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -161,6 +168,7 @@ class MissingPartsTest : public QObject
 private Q_SLOTS:
     void isSaidUntilItIsThere();
     void isSaidWhenItGoesForGood();
+    void aWindowMakesRoomForWhatIsSaid();
 };
 
 void MissingPartsTest::isSaidUntilItIsThere()
@@ -241,6 +249,35 @@ void MissingPartsTest::isSaidWhenItGoesForGood()
     services->own(daemonName);
     QTRY_COMPARE_WITH_TIMEOUT(told.last(), (QList<Missing>{Missing::VPNPlugin, Missing::SecretService}),
                               15000);
+}
+
+void MissingPartsTest::aWindowMakesRoomForWhatIsSaid()
+{
+    const auto end = qScopeGuard([font = QApplication::font()] {
+        NoticeStrip::setLines({});
+        qDeleteAll(Window::windows());
+        QApplication::setFont(font);
+    });
+    QFont large = QApplication::font();
+    large.setPointSizeF(large.pointSizeF() * 2);
+    QApplication::setFont(large);
+    FakeSecretStore::install();
+    Window *const window =
+        Window::windowWithContentViewController(makeMainStoryboard()->instantiate(u"LoginVC"_s));
+    window->makeKeyAndOrderFront();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    const auto *strip = window->findChild<NoticeStrip *>();
+    const auto *button = window->findChild<QWidget *>(u"loginButton"_s);
+    QVERIFY(!strip->isVisible());
+    const int before = button->height();
+    NoticeStrip::setLines(MissingParts::lines({Missing::NetworkManager, Missing::UnlockedKeyring}));
+    QTRY_VERIFY(strip->isVisible() &&
+                strip->height() >= strip->layout()->totalHeightForWidth(strip->width()));
+    QCOMPARE(button->height(), before);
+    QTRY_VERIFY(window->height() >=
+                window->contentViewController()->loadedView()->minimumSizeHint().height());
+    NoticeStrip::setLines({});
+    QTRY_VERIFY(!strip->isVisible());
 }
 
 QTEST_MAIN(MissingPartsTest)
