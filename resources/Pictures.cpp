@@ -1,12 +1,13 @@
 #include "resources/Pictures.h"
 
 #include <QFile>
+#include <QIconEngine>
 #include <QPainter>
 #include <QPixmapCache>
 #include <QSvgRenderer>
 
 #include <algorithm>
-#include <array>
+#include <utility>
 
 namespace velmora::pictures {
 
@@ -74,13 +75,41 @@ QPixmap flag(const QString &name, int size, qreal devicePixelRatio)
     return cached(key, [&] { return drawn(u":/flags/%1.svg"_s.arg(name), size, devicePixelRatio); });
 }
 
+namespace {
+
+/// Draws a picture when it is asked for: a window takes every size, a status icon that nothing shows takes
+/// none.
+class PictureEngine final : public QIconEngine
+{
+public:
+    explicit PictureEngine(QString pictureName) : name(std::move(pictureName)) {}
+
+    void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state) override
+    {
+        painter->drawPixmap(rect, pixmap(rect.size(), mode, state));
+    }
+    QPixmap pixmap(const QSize &size, QIcon::Mode, QIcon::State) override
+    {
+        return icon(name, std::min(size.width(), size.height()), 1, {});
+    }
+    QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override
+    {
+        QList<QSize> sizes;
+        for (const int size : {16, 22, 24, 32, 48, 64, 128})
+            sizes.append({size, size});
+        return sizes;
+    }
+    QIconEngine *clone() const override { return new PictureEngine(name); }
+
+private:
+    const QString name;
+};
+
+} // namespace
+
 QIcon colouredIcon(const QString &name)
 {
-    constexpr std::array sizes{16, 22, 24, 32, 48, 64, 128};
-    QIcon icon;
-    for (const int size : sizes)
-        icon.addPixmap(drawn(u":/icons/%1.svg"_s.arg(name), size, 1));
-    return icon;
+    return QFile::exists(u":/icons/%1.svg"_s.arg(name)) ? QIcon(new PictureEngine(name)) : QIcon();
 }
 
 } // namespace velmora::pictures

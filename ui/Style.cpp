@@ -341,6 +341,15 @@ int Style::styleHint(StyleHint hint, const QStyleOption *option, const QWidget *
                                         : QProxyStyle::styleHint(hint, option, widget, returnData);
 }
 
+QIcon Style::standardIcon(StandardPixmap picture, const QStyleOption *option, const QWidget *widget) const
+{
+    // Every menu bar asks for it as it is made, and Qt loads its picture plugins to find it. The bar has one
+    // menu: there is never more of it than fits.
+    if (picture == SP_ToolBarHorizontalExtensionButton)
+        return {};
+    return QProxyStyle::standardIcon(picture, option, widget);
+}
+
 int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const
 {
     switch (metric) {

@@ -53,6 +53,8 @@ public:
                            const QWidget *widget) const override;
     int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
                   QStyleHintReturn *returnData) const override;
+    QIcon standardIcon(StandardPixmap picture, const QStyleOption *option,
+                       const QWidget *widget) const override;
     int pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const override;
 
 protected:
