@@ -51,8 +51,6 @@ struct SurveyFixture : HomeFixture
         loadWithoutService();
         all() = ServiceManager::shared().countryService = services;
         control<CountryTV>(u"countries"_s)->reloadData();
-        // The layout makes room for the first rows.
-        QCoreApplication::processEvents();
         newLines();
     }
 

@@ -8,6 +8,8 @@
 
 namespace velmora::testing {
 
+using namespace Qt::StringLiterals;
+
 HomeFixture::HomeFixture() : store(FakeSecretStore::install()), vpn(FakeVPNManager::install())
 {
     ServiceManager::shared() = {};
@@ -50,6 +52,8 @@ QStringList HomeFixture::newLines()
 {
     QStringList lines = output.lines();
     output.clear();
+    // What Qt's displayless platform says of a window that makes room is no line of the client's.
+    lines.removeIf([](const QString &line) { return line.contains(u"propagateSizeHints"_s); });
     return lines;
 }
 
