@@ -48,7 +48,8 @@ void collect(QtMsgType type, const QMessageLogContext &context, const QString &m
 OutputCapture::OutputCapture()
 {
     std::array<int, 2> ends{};
-    static_cast<void>(pipe2(ends.data(), O_NONBLOCK));
+    if (pipe2(ends.data(), O_NONBLOCK) != 0)
+        qFatal("There is no pipe for standard output");
     readEnd = ends[0];
     std::fflush(stdout);
     savedStdout = dup(STDOUT_FILENO);
