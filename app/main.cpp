@@ -7,6 +7,7 @@
 #include "platform/Configuration.h"
 #include "platform/DesktopAppearance.h"
 #include "platform/Log.h"
+#include "platform/ProcessInfo.h"
 #include "platform/SystemNetworkVPNManager.h"
 #include "platform/SystemSecretStore.h"
 #include "resources/Pictures.h"
@@ -36,6 +37,7 @@ int main(int argc, char *argv[])
 {
     using namespace velmora;
 
+    ProcessInfo::leaveNoCoreDump();
     // A standard output that nobody reads any more must not end the client.
     std::signal(SIGPIPE, SIG_IGN);
     VelmoraApp::setApplicationName(u"velmora"_s);

@@ -18,6 +18,9 @@ public:
     static OperatingSystemVersion operatingSystemVersion();
     /// Makes the process believe that it runs on another level.
     static void setOperatingSystemVersion(const OperatingSystemVersion &version);
+
+    /// From here on a crash leaves no image of the memory behind, in which passwords would be.
+    static void leaveNoCoreDump();
 };
 
 } // namespace velmora

@@ -153,8 +153,10 @@ nmRefuse() {
     [[ $1 == off ]] || printf '[main]\nauth-polkit=root-only\n' >"$file"
 }
 nmStart() {
-    labAlive nm || labSpawn nm NetworkManager --debug
+    if labAlive nm; then nmThaw; else labSpawn nm NetworkManager --debug; fi
 }
+nmFreeze() { kill -STOP "$(labPid nm)"; }
+nmThaw() { kill -CONT "$(labPid nm)"; }
 nmUplinkUp() { [[ $(nmcli -g GENERAL.STATE device show "$labUplink" 2>/dev/null) == 100* ]]; }
 nmReady() { labReady nm 15 nmUplinkUp; }
 nmOwnsName() { dbus-send --system --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetNameOwner string:org.freedesktop.NetworkManager; }

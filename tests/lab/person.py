@@ -31,11 +31,17 @@ class Client:
         self.marks = {name: 0 for name in self.paths}
         self.start(fresh=True)
 
-    def start(self, fresh=False):
+    def start(self, fresh=False, **how):
         mode = "wb" if fresh else "ab"
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
         with open(self.paths["stdout"], mode) as out, open(self.paths["stderr"], mode) as err:
-            self.process = subprocess.Popen(["labctl", "as-user", self.program], env=environment, stdout=out, stderr=err)
+            self.process = subprocess.Popen(["labctl", "as-user", self.program], env=environment,
+                                            stdout=out, stderr=err, **how)
+
+    def everything(self, channel):
+        """All lines of the channel, also of earlier runs and of the libraries."""
+        with open(self.paths[channel], encoding="utf-8", errors="replace") as file:
+            return file.read().splitlines()
 
     def kill(self):
         self.process.kill()

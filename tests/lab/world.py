@@ -5,9 +5,12 @@ screen and the log say, and that the next press works.
 Usage, inside a lab with a display: world.py CLIENT FOLDER
 """
 
+import json
 import os
 import re
+import resource
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -17,6 +20,8 @@ from person import CONNECT_SECONDS, Client, check, labctl, play, until
 from gi.repository import Gio, GLib
 
 STATUS_TEXTS = {"Connected", "Disconnected", "Connecting", "Disconnecting", "Reasserting Connection"}
+# Not the demo account, whose password stands in the environment of everything in the lab.
+USER, PASSWORD = "fresh", "nothing-starred"
 # The screen may be that much behind the system.
 BEHIND_SECONDS = 2
 
@@ -173,6 +178,57 @@ def the_keyring_is_away(client):
         next_press_works(client)
 
 
+def secrets_stand_where_they_may(client):
+    """On standard output the labelled dump of the reply, in the log the line that names the shared secret."""
+    client.connect()
+    requests = [json.loads(line) for line in labctl("http")[1].splitlines()]
+    token = max((value for request in requests for name, value in request["headers"] if name == "X-Auth-Token"),
+                key=len)
+    dumps = [json.loads(line.removeprefix("response.data: ")) for line in client.everything("stdout")
+             if line.startswith("response.data: ")]
+    replies = [dump for dump in dumps if "password" in dump]
+    check("a reply for each connect", len(replies) > 5, replies)
+    secrets = {PASSWORD, token}.union(*({reply["password"], reply["configuration"]} for reply in replies))
+    check("all are secrets", len(secrets) == 2 + 2 * len(replies) and all(len(text) > 7 for text in secrets), secrets)
+    told = {f"velmora: connect to {reply['address']}, {reply['configuration']}" for reply in replies}
+    for channel, may in (("stdout", lambda line: line.startswith("response.data: {")), ("stderr", told.__contains__)):
+        wrong = [line for line in client.everything(channel)
+                 if any(text in line for text in secrets) and not may(line)]
+        check(f"secrets on {channel} in the lines that may have them", not wrong, wrong)
+    check("no password and no token in the dump",
+          not any(PASSWORD in line or token in line for line in client.everything("stdout")))
+    for text in {PASSWORD, token, replies[-1]["password"], replies[-1]["configuration"]}:
+        found, places = labctl("find-text", text)
+        check("no secret in files, environments and arguments", not found, places)
+    client.disconnect()
+
+
+def a_crash_leaves_no_memory(client):
+    if not dumps_core(["labctl", "as-user", "sleep", "60"]):
+        print("       nothing leaves a core file here", flush=True)
+        return
+    client.kill()
+    client.start(preexec_fn=allow_core_files, cwd=os.environ["HOME"])
+    client.button("Quick Connect")
+    client.process.send_signal(signal.SIGABRT)
+    _, status = os.waitpid(client.process.pid, 0)
+    check("ended by the signal and not dumped", os.WIFSIGNALED(status) and not os.WCOREDUMP(status), status)
+    client.start()
+    client.choose("Berlin")
+    next_press_works(client)
+
+
+def allow_core_files():
+    resource.setrlimit(resource.RLIMIT_CORE, (resource.getrlimit(resource.RLIMIT_CORE)[1],) * 2)
+
+
+def dumps_core(command):
+    process = subprocess.Popen(command, preexec_fn=allow_core_files, cwd=os.environ["HOME"])
+    until("the program", lambda: open(f"/proc/{process.pid}/comm", encoding="ascii").read() == "sleep\n")
+    process.send_signal(signal.SIGABRT)
+    return os.WCOREDUMP(os.waitpid(process.pid, 0)[1])
+
+
 def the_session_bus_goes(client):
     """With it go the keyring and what shows the screen to this test; the tunnel is the system's."""
     client.connect()
@@ -192,11 +248,12 @@ def main():
     # The person of the lab need not be able to read the folder that the client was built in.
     program = shutil.copy(sys.argv[1], os.environ["VELMORA_LAB"])
     client = Client(program, sys.argv[2])
-    client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
+    client.sign_in(USER, PASSWORD)
     client.choose("Berlin")
     return play(client, (
         suspend_and_resume, a_cable_out, the_daemon_restarts_and_others_use_it, the_daemon_comes_after_the_client,
-        the_daemon_stands_still, the_daemon_refuses, the_keyring_is_away, the_session_bus_goes))
+        the_daemon_stands_still, the_daemon_refuses, the_keyring_is_away,
+        secrets_stand_where_they_may, a_crash_leaves_no_memory, the_session_bus_goes))
 
 
 if __name__ == "__main__":
