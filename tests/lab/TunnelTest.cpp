@@ -5,7 +5,10 @@
 #include "tests/lab/Lab.h"
 #include "tests/lab/TunnelClient.h"
 
+#include <QProcess>
 #include <QTest>
+
+#include <array>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -73,24 +76,31 @@ private Q_SLOTS:
     void isDisconnectedAfter_data()
     {
         QTest::addColumn<QStringList>("spoil");
-        QTest::newRow("wrong shared secret") << QStringList{u"fault"_s, u"wrong-psk"_s, u"on"_s};
-        QTest::newRow("wrong password") << QStringList{u"fault"_s, u"wrong-password"_s, u"on"_s};
-        QTest::newRow("gateway that does not answer")
-            << QStringList{u"fault"_s, u"unreachable-gateway"_s, u"on"_s};
+        QTest::addColumn<QString>("before");
+        const auto fault = [](const QString &name) {
+            return QStringList{u"fault"_s, name, u"on"_s};
+        };
+        const QStringList noKeyring{u"keyring"_s, u"kill"_s};
+        QTest::newRow("wrong shared secret") << fault(u"wrong-psk"_s) << u"reply"_s;
+        QTest::newRow("wrong password") << fault(u"wrong-password"_s) << u"reply"_s;
+        QTest::newRow("gateway that does not answer") << fault(u"unreachable-gateway"_s) << u"reply"_s;
         QTest::newRow("line break in the address")
-            << QStringList{u"fault"_s, u"address=203.0.113.2\nScript /bin/false"_s, u"on"_s};
-        QTest::newRow("keyring gone after the save") << QStringList{u"keyring"_s, u"kill"_s};
+            << fault(u"address=203.0.113.2\nScript /bin/false"_s) << u"reply"_s;
+        QTest::newRow("keyring gone before it is written") << noKeyring << u"writing"_s;
+        QTest::newRow("keyring gone after the save") << noKeyring << u"start"_s;
     }
     void isDisconnectedAfter()
     {
         QFETCH(const QStringList, spoil);
-        const bool spoilsTheReply = spoil.first() == u"fault"_s;
-        QVERIFY(!spoilsTheReply || lab.ctl(spoil));
+        QFETCH(const QString, before);
+        QVERIFY(before != u"reply"_s || lab.ctl(spoil));
+        const Lab::Details details = lab.askForDetails();
+        QVERIFY(before != u"writing"_s || lab.ctl(spoil));
         QCOMPARE(client->load(), QString());
-        client->configure(lab.askForDetails());
+        client->configure(details);
         QCOMPARE(client->save(), QString());
         QCOMPARE(client->load(), QString());
-        QVERIFY(spoilsTheReply || lab.ctl(spoil));
+        QVERIFY(before != u"start"_s || lab.ctl(spoil));
         client->takeSeen();
         QCOMPARE(client->start(), QString());
         QVERIFY(client->comesTo(VPNStatus::Disconnected, 40'000));
@@ -230,13 +240,66 @@ private Q_SLOTS:
         QCOMPARE(client->takeSeen(), connecting);
     }
 
-    void daemonDiesWhileConnecting()
+    void daemonDiesDuring_data()
     {
+        QTest::addColumn<int>("step");
+        for (int step = 0; const char *name : {"first load", "save", "second load", "start", "handshake"})
+            QTest::newRow(name) << step++;
+    }
+    void daemonDiesDuring()
+    {
+        QFETCH(const int, step);
         QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->status() == VPNStatus::Connecting);
-        QVERIFY(lab.ctl({u"nm"_s, u"kill"_s}));
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        const std::array<std::function<QString()>, 4> steps{[this] { return client->load(); },
+                                                            [this] { return client->save(); },
+                                                            [this] { return client->load(); },
+                                                            [this] {
+                                                                return client->start();
+                                                            }};
+        for (int i = 0; i < step; ++i)
+            QCOMPARE(steps.at(i)(), QString());
+        // Frozen first: it has the question when it dies, but has answered nothing.
+        QVERIFY(lab.ctl({u"nm"_s, u"freeze"_s}));
+        QProcess killing;
+        killing.start(u"labctl"_s, {u"nm"_s, u"kill"_s});
+        if (step < 4) {
+            const QString error = steps.at(step)();
+            QVERIFY2(error.contains(u"-error-quark "_s), qPrintable(error));
+        }
         QVERIFY(client->comesTo(VPNStatus::Disconnected));
+        QTRY_COMPARE(killing.state(), QProcess::NotRunning);
+
+        QVERIFY(lab.ctl({u"nm"_s, u"start"_s}) && lab.ctl({u"gateway"_s, u"start"_s}));
+        QTRY_COMPARE(client->load(), QString());
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
+    }
+
+    void profileIsDeletedWhile_data()
+    {
+        QTest::addColumn<bool>("isConnecting");
+        QTest::newRow("down") << false;
+        QTest::newRow("connecting") << true;
+    }
+    void profileIsDeletedWhile()
+    {
+        QFETCH(const bool, isConnecting);
+        QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
+        client->configure(lab.askForDetails());
+        QCOMPARE(client->save(), QString());
+        if (isConnecting)
+            QCOMPARE(client->start(), QString());
+        QVERIFY(client->comesTo(isConnecting ? VPNStatus::Connecting : VPNStatus::Disconnected));
+        client->takeSeen();
+        lab.output(u"nmcli"_s, {u"connection"_s, u"delete"_s, profileName});
+        QVERIFY(client->comesTo(VPNStatus::Invalid));
+        QCOMPARE(client->takeSeen(), isConnecting ? u"Disconnecting Invalid"_s : u"Invalid"_s);
+        QVERIFY(!client->manager.isEnabled());
+        QVERIFY(lab.ctl({u"gateway"_s, u"start"_s}));
+        QCOMPARE(client->connect(lab.askForDetails()), QString());
+        QVERIFY(client->comesTo(VPNStatus::Connected));
     }
 
     void daemonStandsStill()
@@ -244,14 +307,11 @@ private Q_SLOTS:
         QCOMPARE(client->connect(lab.askForDetails()), QString());
         QVERIFY(client->comesTo(VPNStatus::Connected));
         client->takeSeen();
-        const auto signalDaemon = [this](const QString &signal) {
-            lab.output(u"sh"_s, {u"-c"_s, u"kill -%1 $(cat $VELMORA_LAB/pid/nm)"_s.arg(signal)});
-        };
-        signalDaemon(u"STOP"_s);
+        QVERIFY(lab.ctl({u"nm"_s, u"freeze"_s}));
         QCOMPARE(client->load(), u"g-io-error-quark 24"_s);
         client->stop();
         QVERIFY(client->comesTo(VPNStatus::Disconnecting));
-        signalDaemon(u"CONT"_s);
+        QVERIFY(lab.ctl({u"nm"_s, u"thaw"_s}));
         QVERIFY(client->comesTo(VPNStatus::Disconnected));
         QCOMPARE(client->takeSeen(), disconnecting);
     }
