@@ -9,6 +9,8 @@
 
 namespace velmora {
 
+class SecretConversation;
+
 /// The Secret Service of the user's session. Items lie in the default collection; a reference is the D-Bus
 /// object path of the item.
 ///
@@ -31,14 +33,12 @@ public:
     Result<> unlock() override;
 
 private:
-    class Conversation;
-
     /// Runs a question to its end within the limit.
     template<class Answer, class Question>
     Answer ask(std::chrono::milliseconds limit, Question question);
     Result<> converse(std::chrono::milliseconds limit);
 
-    std::unique_ptr<Conversation> conversation;
+    std::unique_ptr<SecretConversation> conversation;
     /// Ends the conversation when nothing has been asked for a while: it is not to hear what others do with
     /// the service.
     QTimer end;

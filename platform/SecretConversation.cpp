@@ -1,0 +1,282 @@
+#include "platform/SecretConversation.h"
+
+#include "platform/Bus.h"
+#include "platform/GLibError.h"
+
+// The calls that take object paths are behind this name.
+#define SECRET_API_SUBJECT_TO_CHANGE 1
+#include <libsecret/secret.h>
+
+namespace velmora {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// `xdg:schema` and attribute names of every item of this application.
+constexpr const char *schemaName = "com.velmora.Client.Item";
+
+const SecretSchema schema = [] {
+    SecretSchema made{};
+    made.name = schemaName;
+    made.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
+    made.attributes[1] = {"key", SECRET_SCHEMA_ATTRIBUTE_STRING};
+    return made;
+}();
+
+PlatformError storeError(int code, const QString &message)
+{
+    return {QString::fromUtf8(g_quark_to_string(SECRET_ERROR)), code, message};
+}
+
+PlatformError failure(GError *error)
+{
+    const GErrorPtr owned(error);
+    return fromGError(owned.get());
+}
+
+PlatformError noAnswer()
+{
+    return storeError(SECRET_ERROR_PROTOCOL, u"The credential store does not answer"_s);
+}
+
+GHashTablePtr attributesOf(const QString &service, const QString &key)
+{
+    return GHashTablePtr(secret_attributes_build(&schema, "service", service.toUtf8().constData(), "key",
+                                                 key.toUtf8().constData(), nullptr));
+}
+
+/// The value may be null.
+QString textOf(SecretValue *value)
+{
+    if (value == nullptr)
+        return {};
+    gsize size = 0;
+    const gchar *bytes = secret_value_get(value, &size);
+    QString text = QString::fromUtf8(bytes, static_cast<qsizetype>(size));
+    secret_value_unref(value);
+    return text;
+}
+
+} // namespace
+
+PlatformError SecretConversation::isLocked()
+{
+    return storeError(SECRET_ERROR_IS_LOCKED, u"The credential store is locked"_s);
+}
+
+PlatformError SecretConversation::hasNoCollection()
+{
+    return storeError(SECRET_ERROR_NO_SUCH_OBJECT, u"There is no default collection"_s);
+}
+
+SecretConversation::SecretConversation() = default;
+
+SecretConversation::~SecretConversation() = default;
+
+Result<> SecretConversation::open(std::chrono::milliseconds limit)
+{
+    survivesEndOfSessionBus();
+    call.setLimit(limit);
+    const auto result = call.run([](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    service.reset(secret_service_open_finish(result.get(), &error));
+    if (!service)
+        return failure(error);
+    owner.reset(g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service.get())));
+    return Success{};
+}
+
+bool SecretConversation::resume(std::chrono::milliseconds limit)
+{
+    call.setLimit(limit);
+    const auto reply = onBus("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                             "GetNameOwner", g_variant_new("(s)", nameOnBus()), "(s)");
+    if (!reply)
+        return false;
+    const char *present = nullptr;
+    g_variant_get(reply->get(), "(&s)", &present);
+    return g_strcmp0(present, owner.get()) == 0;
+}
+
+Result<QByteArray> SecretConversation::defaultCollection()
+{
+    const auto result = call.run([this](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_read_alias_dbus_path(service.get(), SECRET_COLLECTION_DEFAULT, cancellable, ready,
+                                            data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    const GCharPtr path(secret_service_read_alias_dbus_path_finish(service.get(), result.get(), &error));
+    if (error != nullptr)
+        return failure(error);
+    return QByteArray(path.get());
+}
+
+Result<bool> SecretConversation::isCollectionLocked(const QByteArray &path)
+{
+    const auto reply = onBus(nameOnBus(), path.constData(), "org.freedesktop.DBus.Properties", "Get",
+                             g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked"), "(v)");
+    if (!reply)
+        return reply.error();
+    GVariant *locked = nullptr;
+    g_variant_get(reply->get(), "(v)", &locked);
+    const GVariantPtr owned(locked);
+    return g_variant_is_of_type(locked, G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(locked) != FALSE;
+}
+
+Result<> SecretConversation::create(const QByteArray &collection, const QString &serviceName,
+                                    const QString &key, const QString &text)
+{
+    const QByteArray label = (serviceName + u": "_s + key).toUtf8();
+    const QByteArray bytes = text.toUtf8();
+    GVariantBuilder attributes;
+    g_variant_builder_init(&attributes, G_VARIANT_TYPE("a{ss}"));
+    g_variant_builder_add(&attributes, "{ss}", "service", serviceName.toUtf8().constData());
+    g_variant_builder_add(&attributes, "{ss}", "key", key.toUtf8().constData());
+    g_variant_builder_add(&attributes, "{ss}", "xdg:schema", schemaName);
+    const GHashTablePtr properties(
+        g_hash_table_new_full(g_str_hash, g_str_equal, nullptr,
+                              [](gpointer value) { g_variant_unref(static_cast<GVariant *>(value)); }));
+    const auto setProperty = [&properties](const char *name, GVariant *value) {
+        g_hash_table_insert(properties.get(), const_cast<char *>(name), g_variant_ref_sink(value));
+    };
+    setProperty("org.freedesktop.Secret.Item.Label", g_variant_new_string(label.constData()));
+    setProperty("org.freedesktop.Secret.Item.Attributes", g_variant_builder_end(&attributes));
+    SecretValue *value = secret_value_new(bytes.constData(), bytes.size(), "text/plain");
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_create_item_dbus_path(service.get(), collection.constData(), properties.get(), value,
+                                             SECRET_ITEM_CREATE_REPLACE, cancellable, ready, data);
+    });
+    secret_value_unref(value);
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    const GCharPtr path(secret_service_create_item_dbus_path_finish(service.get(), result.get(), &error));
+    if (!path)
+        return failure(error);
+    return Success{};
+}
+
+Result<QByteArray> SecretConversation::find(const QString &serviceName, const QString &key)
+{
+    const GHashTablePtr attributes = attributesOf(serviceName, key);
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_search_for_dbus_paths(service.get(), &schema, attributes.get(), cancellable, ready,
+                                             data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    char **unlocked = nullptr;
+    char **locked = nullptr;
+    if (!secret_service_search_for_dbus_paths_finish(service.get(), result.get(), &unlocked, &locked, &error))
+        return failure(error);
+    const QByteArray path = unlocked[0];
+    const bool onlyLocked = path.isEmpty() && locked[0] != nullptr;
+    g_strfreev(unlocked);
+    g_strfreev(locked);
+    if (onlyLocked)
+        return isLocked();
+    return path;
+}
+
+Result<QString> SecretConversation::textAt(const QByteArray &path)
+{
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_get_secret_for_dbus_path(service.get(), path.constData(), cancellable, ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    SecretValue *value = secret_service_get_secret_for_dbus_path_finish(service.get(), result.get(), &error);
+    if (error != nullptr)
+        return failure(error);
+    return textOf(value);
+}
+
+Result<std::optional<QString>> SecretConversation::resolve(const QByteArray &path, const QString &serviceName,
+                                                           const QString &key)
+{
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_item_new_for_dbus_path(service.get(), path.constData(), SECRET_ITEM_LOAD_SECRET, cancellable,
+                                      ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    const GObjectPtr<SecretItem> item(secret_item_new_for_dbus_path_finish(result.get(), &error));
+    if (!item)
+        return failure(error);
+    if (secret_item_get_locked(item.get()))
+        return isLocked();
+    const GHashTablePtr attributes(secret_item_get_attributes(item.get()));
+    const auto holds = [&attributes](const char *name, const QString &wanted) {
+        const auto *value = static_cast<const char *>(g_hash_table_lookup(attributes.get(), name));
+        return value != nullptr && QString::fromUtf8(value) == wanted;
+    };
+    if (!attributes || !holds("service", serviceName) || !holds("key", key))
+        return std::optional<QString>{};
+    return std::optional(textOf(secret_item_get_secret(item.get())));
+}
+
+Result<> SecretConversation::eraseAt(const QByteArray &path)
+{
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_delete_item_dbus_path(service.get(), path.constData(), cancellable, ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    if (!secret_service_delete_item_dbus_path_finish(service.get(), result.get(), &error))
+        return failure(error);
+    return Success{};
+}
+
+Result<> SecretConversation::unlock(const QByteArray &collection)
+{
+    const char *paths[] = {collection.constData(), nullptr};
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        secret_service_unlock_dbus_paths(service.get(), paths, cancellable, ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    char **unlocked = nullptr;
+    const int count = secret_service_unlock_dbus_paths_finish(service.get(), result.get(), &unlocked, &error);
+    g_strfreev(unlocked);
+    if (count <= 0)
+        return error != nullptr ? failure(error) : isLocked();
+    return Success{};
+}
+
+const char *SecretConversation::nameOnBus() const
+{
+    return g_dbus_proxy_get_name(G_DBUS_PROXY(service.get()));
+}
+
+Result<std::shared_ptr<GVariant>> SecretConversation::onBus(const char *name, const char *path,
+                                                            const char *interface, const char *method,
+                                                            GVariant *parameters, const char *type)
+{
+    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
+        g_dbus_connection_call(g_dbus_proxy_get_connection(G_DBUS_PROXY(service.get())), name, path,
+                               interface, method, parameters, G_VARIANT_TYPE(type), G_DBUS_CALL_FLAGS_NONE,
+                               -1, cancellable, ready, data);
+    });
+    if (!result)
+        return noAnswer();
+    GError *error = nullptr;
+    const GObjectPtr<GObject> bus(g_async_result_get_source_object(result.get()));
+    GVariant *reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus.get()), result.get(), &error);
+    if (reply == nullptr)
+        return failure(error);
+    return std::shared_ptr<GVariant>(reply, GVariantUnref());
+}
+
+} // namespace velmora
