@@ -219,27 +219,6 @@ private Q_SLOTS:
                  1);
     }
 
-    void outlivesTheDaemon()
-    {
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        client->takeSeen();
-        QVERIFY(lab.ctl({u"nm"_s, u"kill"_s}));
-        QVERIFY(client->comesTo(VPNStatus::Disconnected));
-        QCOMPARE(client->takeSeen(), u"Disconnected"_s);
-        QCOMPARE(client->load(), u"nm-client-error-quark 1"_s);
-        QCOMPARE(client->save(), u"nm-client-error-quark 1"_s);
-        QCOMPARE(client->start(), u"nm-client-error-quark 1"_s);
-        client->stop();
-
-        QVERIFY(lab.ctl({u"nm"_s, u"start"_s}));
-        QTRY_COMPARE(client->load(), QString());
-        QVERIFY(client->manager.protocolConfiguration() && client->manager.isEnabled());
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        QCOMPARE(client->takeSeen(), connecting);
-    }
-
     void daemonDiesDuring_data()
     {
         QTest::addColumn<int>("step");
@@ -302,20 +281,6 @@ private Q_SLOTS:
         QVERIFY(client->comesTo(VPNStatus::Connected));
     }
 
-    void daemonStandsStill()
-    {
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        client->takeSeen();
-        QVERIFY(lab.ctl({u"nm"_s, u"freeze"_s}));
-        QCOMPARE(client->load(), u"g-io-error-quark 24"_s);
-        client->stop();
-        QVERIFY(client->comesTo(VPNStatus::Disconnecting));
-        QVERIFY(lab.ctl({u"nm"_s, u"thaw"_s}));
-        QVERIFY(client->comesTo(VPNStatus::Disconnected));
-        QCOMPARE(client->takeSeen(), disconnecting);
-    }
-
     void breaksAndIsBuiltAgain()
     {
         QCOMPARE(client->connect(lab.askForDetails()), QString());
@@ -348,39 +313,6 @@ private Q_SLOTS:
         QCOMPARE(client->connect(lab.askForDetails()), QString());
         QVERIFY(client->comesTo(VPNStatus::Connected));
         QCOMPARE(lab.output(u"nmcli"_s, askPermissions).trimmed(), QByteArray());
-    }
-
-    void isFoundConnectedByTheNextProgram()
-    {
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        client.emplace();
-        QVERIFY(client->status() == VPNStatus::Invalid && !client->manager.isEnabled());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        QCOMPARE(client->takeSeen(), u"Connected"_s);
-        QVERIFY(client->manager.isEnabled());
-        client->stop();
-        QVERIFY(client->comesTo(VPNStatus::Disconnected));
-        QCOMPARE(client->takeSeen(), disconnecting);
-    }
-
-    void followsOtherPrograms()
-    {
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        client->takeSeen();
-        lab.output(u"nmcli"_s, {u"connection"_s, u"down"_s, profileName});
-        QVERIFY(client->comesTo(VPNStatus::Disconnected));
-        QCOMPARE(client->takeSeen(), disconnecting);
-        lab.output(u"nmcli"_s, {u"connection"_s, u"up"_s, profileName});
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        QCOMPARE(client->takeSeen(), connecting);
-        lab.output(u"nmcli"_s, {u"connection"_s, u"delete"_s, profileName});
-        QVERIFY(client->comesTo(VPNStatus::Invalid));
-        QCOMPARE(client->takeSeen(), u"Disconnecting Invalid"_s);
-        QVERIFY(!client->manager.isEnabled());
-        QCOMPARE(client->connect(lab.askForDetails()), QString());
-        QVERIFY(client->comesTo(VPNStatus::Connected));
     }
 
 private:

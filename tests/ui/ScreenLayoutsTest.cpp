@@ -6,7 +6,6 @@
 #include "ui_HomeVC.h"
 #include "ui_ViewController.h"
 
-#include <QAccessible>
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QTest>
@@ -94,7 +93,6 @@ private Q_SLOTS:
     void screensStayWholeWithLargeFonts_data();
     void screensStayWholeWithLargeFonts();
     void everyIconHasItsPicture();
-    void everyControlHasANameForAssistiveTools();
     void theKeyboardGoesThroughTheHomeScreenInItsOrder();
     void aPanelKeepsTheKeyboardAndGivesItBack();
     void theStatusCardSaysProtectedByMoreThanItsColour();
@@ -206,21 +204,6 @@ void ScreenLayoutsTest::everyIconHasItsPicture()
         QVERIFY2(!pictures::icon(name, 24, 1, Qt::black).isNull(), qPrintable(name));
     QVERIFY(pictures::flag(u"../icons/power"_s, 24, 1).isNull());
     QVERIFY(pictures::flag(QString(), 24, 1).isNull());
-}
-
-void ScreenLayoutsTest::everyControlHasANameForAssistiveTools()
-{
-    Login login;
-    Home home;
-    home.layout.connectButton->setAccessibleName(u"Quick Connect"_s);
-    for (const QWidget *const view : {&login.view, &home.view}) {
-        for (QWidget *const widget : view->findChildren<QWidget *>()) {
-            if (widget->focusPolicy() == Qt::NoFocus)
-                continue;
-            const QAccessibleInterface *const interface = QAccessible::queryAccessibleInterface(widget);
-            QVERIFY2(!interface->text(QAccessible::Name).isEmpty(), qPrintable(widget->objectName()));
-        }
-    }
 }
 
 void ScreenLayoutsTest::theKeyboardGoesThroughTheHomeScreenInItsOrder()
