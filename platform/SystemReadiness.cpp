@@ -3,6 +3,7 @@
 #include "platform/KeyringWatch.h"
 #include "platform/VPNPluginWatch.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -47,7 +48,7 @@ void SystemReadiness::newsCame()
     const QList<Missing> now = seen();
     QList<Missing> still = told;
     still.removeIf([&now](Missing part) { return !now.contains(part); });
-    if (still == now)
+    if (still.size() == now.size())
         settling.stop();
     else if (!settling.isActive())
         settling.start();
@@ -56,7 +57,7 @@ void SystemReadiness::newsCame()
 
 void SystemReadiness::tell(const QList<Missing> &parts)
 {
-    if (told == parts)
+    if (std::equal(told.begin(), told.end(), parts.begin(), parts.end()))
         return;
     told = parts;
     Q_EMIT missingChanged();
