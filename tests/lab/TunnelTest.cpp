@@ -9,6 +9,7 @@
 #include <QTest>
 
 #include <array>
+#include <functional>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -231,20 +232,16 @@ private Q_SLOTS:
         QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
         client->configure(lab.askForDetails());
         QCOMPARE(client->save(), QString());
-        const std::array<std::function<QString()>, 4> steps{[this] { return client->load(); },
-                                                            [this] { return client->save(); },
-                                                            [this] { return client->load(); },
-                                                            [this] {
-                                                                return client->start();
-                                                            }};
+        const std::array steps{&TunnelClient::load, &TunnelClient::save, &TunnelClient::load,
+                               &TunnelClient::start};
         for (int i = 0; i < step; ++i)
-            QCOMPARE(steps.at(i)(), QString());
+            QCOMPARE(std::invoke(steps.at(i), *client), QString());
         // Frozen first: it has the question when it dies, but has answered nothing.
         QVERIFY(lab.ctl({u"nm"_s, u"freeze"_s}));
         QProcess killing;
         killing.start(u"labctl"_s, {u"nm"_s, u"kill"_s});
         if (step < 4) {
-            const QString error = steps.at(step)();
+            const QString error = std::invoke(steps.at(step), *client);
             QVERIFY2(error.contains(u"-error-quark "_s), qPrintable(error));
         }
         QVERIFY(client->comesTo(VPNStatus::Disconnected));
@@ -268,8 +265,10 @@ private Q_SLOTS:
         QVERIFY(lab.ctl({u"gateway"_s, u"silent"_s}));
         client->configure(lab.askForDetails());
         QCOMPARE(client->save(), QString());
+        // Before vpnc runs, a daemon now and then goes on with a tunnel whose profile it has deleted.
         if (isConnecting)
-            QCOMPARE(client->start(), QString());
+            QVERIFY(client->start().isEmpty() &&
+                    lab.ctl({u"until"_s, u"5"_s, u"pgrep"_s, u"-x"_s, u"vpnc"_s}));
         QVERIFY(client->comesTo(isConnecting ? VPNStatus::Connecting : VPNStatus::Disconnected));
         client->takeSeen();
         lab.output(u"nmcli"_s, {u"connection"_s, u"delete"_s, profileName});
