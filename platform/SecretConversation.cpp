@@ -186,23 +186,9 @@ Result<QByteArray> SecretConversation::find(const QString &serviceName, const QS
     return path;
 }
 
-Result<QString> SecretConversation::textAt(const QByteArray &path)
+Result<std::shared_ptr<SecretItem>> SecretConversation::itemAt(const QByteArray &path)
 {
-    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
-        secret_service_get_secret_for_dbus_path(service.get(), path.constData(), cancellable, ready, data);
-    });
-    if (!result)
-        return noAnswer();
-    GError *error = nullptr;
-    SecretValue *value = secret_service_get_secret_for_dbus_path_finish(service.get(), result.get(), &error);
-    if (error != nullptr)
-        return failure(error);
-    return textOf(value);
-}
-
-Result<std::optional<QString>> SecretConversation::resolve(const QByteArray &path, const QString &serviceName,
-                                                           const QString &key)
-{
+    // The library's calls that read the secret of a path never let go of the reply.
     const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
         secret_item_new_for_dbus_path(service.get(), path.constData(), SECRET_ITEM_LOAD_SECRET, cancellable,
                                       ready, data);
@@ -210,19 +196,36 @@ Result<std::optional<QString>> SecretConversation::resolve(const QByteArray &pat
     if (!result)
         return noAnswer();
     GError *error = nullptr;
-    const GObjectPtr<SecretItem> item(secret_item_new_for_dbus_path_finish(result.get(), &error));
-    if (!item)
+    SecretItem *item = secret_item_new_for_dbus_path_finish(result.get(), &error);
+    if (item == nullptr)
         return failure(error);
-    if (secret_item_get_locked(item.get()))
+    return std::shared_ptr<SecretItem>(item, GObjectUnref());
+}
+
+Result<QString> SecretConversation::textAt(const QByteArray &path)
+{
+    const auto item = itemAt(path);
+    if (!item)
+        return item.error();
+    return textOf(secret_item_get_secret(item->get()));
+}
+
+Result<std::optional<QString>> SecretConversation::resolve(const QByteArray &path, const QString &serviceName,
+                                                           const QString &key)
+{
+    const auto item = itemAt(path);
+    if (!item)
+        return item.error();
+    if (secret_item_get_locked(item->get()))
         return isLocked();
-    const GHashTablePtr attributes(secret_item_get_attributes(item.get()));
+    const GHashTablePtr attributes(secret_item_get_attributes(item->get()));
     const auto holds = [&attributes](const char *name, const QString &wanted) {
         const auto *value = static_cast<const char *>(g_hash_table_lookup(attributes.get(), name));
         return value != nullptr && QString::fromUtf8(value) == wanted;
     };
     if (!attributes || !holds("service", serviceName) || !holds("key", key))
         return std::optional<QString>{};
-    return std::optional(textOf(secret_item_get_secret(item.get())));
+    return std::optional(textOf(secret_item_get_secret(item->get())));
 }
 
 Result<> SecretConversation::eraseAt(const QByteArray &path)

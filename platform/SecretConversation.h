@@ -10,6 +10,7 @@
 #include <optional>
 
 // For platform/*.cpp only.
+typedef struct _SecretItem SecretItem;
 typedef struct _SecretService SecretService;
 
 namespace velmora {
@@ -51,6 +52,8 @@ public:
     Result<> eraseAt(const QByteArray &path);
 
 private:
+    /// With its secret, where it is not locked.
+    Result<std::shared_ptr<SecretItem>> itemAt(const QByteArray &path);
     const char *nameOnBus() const;
     /// The reply to a call on the service's bus.
     Result<std::shared_ptr<GVariant>> onBus(const char *name, const char *path, const char *interface,
