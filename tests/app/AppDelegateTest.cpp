@@ -9,6 +9,7 @@
 #include "ui/Storyboard.h"
 
 #include <QApplication>
+#include <QDateTime>
 #include <QFile>
 #include <QMenuBar>
 #include <QTemporaryDir>
@@ -314,6 +315,11 @@ private:
         QFile file(UserDefaults::filePath());
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(content);
+        file.flush();
+        // QSettings does not read again what has the size and the time that it had.
+        static int written = 0;
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(++written),
+                                 QFileDevice::FileModificationTime));
     }
 
     QTemporaryDir folder;
