@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 namespace velmora::lab {
@@ -23,6 +24,20 @@ std::string quoted(const std::string &text)
         result += c;
     }
     return result + "\"";
+}
+
+/// As strongSwan's hexadecimal notation: a plain text that begins with 0x or 0s, as a random one may, would
+/// be read as such a notation too.
+std::string secretText(const std::string &secret)
+{
+    static constexpr std::string_view digits = "0123456789abcdef";
+    std::string result = "0x";
+    for (const char c : secret) {
+        const auto byte = static_cast<unsigned char>(c);
+        result += digits[byte >> 4];
+        result += digits[byte & 15];
+    }
+    return result;
 }
 
 } // namespace
@@ -74,11 +89,11 @@ void Gateway::writeSecrets() const
 {
     std::ostringstream text;
     text << "secrets {\n    ike-clients {\n        id = keyid:client\n        secret = "
-         << quoted(m_sharedSecret) << "\n    }\n";
+         << secretText(m_sharedSecret) << "\n    }\n";
     int number = 0;
     for (const auto &[account, password] : m_passwords) {
         text << "    xauth-" << ++number << " {\n        id = " << quoted(account)
-             << "\n        secret = " << quoted(password) << "\n    }\n";
+             << "\n        secret = " << secretText(password) << "\n    }\n";
     }
     text << "}\n";
     // Replaced as a whole: the gateway may read it at any moment.
