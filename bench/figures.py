@@ -193,7 +193,7 @@ median = statistics.median
 
 
 class Table:
-    WIDTHS = (44, 30, 22, 7, 9, 6)
+    WIDTHS = (54, 32, 20, 6, 9, 6)
 
     def __init__(self, bench):
         self.bench = bench
