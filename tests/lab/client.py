@@ -6,7 +6,6 @@ Usage, inside a lab with a display: client.py CLIENT FOLDER
 
 import json
 import os
-import re
 import subprocess
 import sys
 
@@ -73,31 +72,6 @@ def refused_by_the_gateway(client):
         labctl("fault", "clear")
         client.connect()
         client.disconnect()
-
-
-def network_manager_killed(client):
-    client.connect()
-    labctl("nm", "kill")
-    client.desktop.wait_for_text("Disconnected")
-    # A killed daemon leaves the tunnel's resolver behind, which nobody reaches any more: whether a press gets as far as
-    # the service then is the host's memory of names, and nothing to rely on.
-    labctl("nm", "start")
-    until("connected again", client.try_to_connect, CONNECT_SECONDS)
-    client.disconnect()
-
-    labctl("nm", "kill")
-    client.button("Quick Connect")
-    client.lines("stdout"), client.lines("stderr")
-    # While it is away the first load fails, and that is all.
-    client.press("Quick Connect")
-    logged = []
-    until("the failed load in the log",
-          lambda: logged.extend(client.lines("stderr")) or
-          any(re.fullmatch(r"error, \S+ / -?\d+", line) for line in logged))
-    check("nothing configured", "configure VPN preferences" not in logged, logged)
-    labctl("nm", "start")
-    until("connected again", client.try_to_connect, CONNECT_SECONDS)
-    client.disconnect()
 
 
 def unreached_service(client):
@@ -187,4 +161,4 @@ def cleanup(client):
 if __name__ == "__main__":
     sys.exit(play(Client(*sys.argv[1:3]), (
         wrong_password, main_job_leaves_its_lines_and_no_secret, killed_while_connected, refused_by_the_gateway,
-        network_manager_killed, unreached_service, cleanup, missing_parts)))
+        unreached_service, cleanup, missing_parts)))

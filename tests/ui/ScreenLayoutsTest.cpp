@@ -1,4 +1,3 @@
-#include "resources/Pictures.h"
 #include "ui/Colors.h"
 #include "ui/NoticeStrip.h"
 #include "ui/Style.h"
@@ -92,7 +91,6 @@ private Q_SLOTS:
     void theStyleFollowsTheDesktop();
     void screensStayWholeWithLargeFonts_data();
     void screensStayWholeWithLargeFonts();
-    void everyIconHasItsPicture();
     void theKeyboardGoesThroughTheHomeScreenInItsOrder();
     void aPanelKeepsTheKeyboardAndGivesItBack();
     void theStatusCardSaysProtectedByMoreThanItsColour();
@@ -185,25 +183,6 @@ void ScreenLayoutsTest::screensStayWholeWithLargeFonts()
         QCoreApplication::processEvents();
         QCOMPARE(cutTexts(*view).join(u'|'), QString());
     }
-}
-
-void ScreenLayoutsTest::everyIconHasItsPicture()
-{
-    Login login;
-    Home home;
-    home.layout.favorites->reloadData();
-    QStringList names{u"power"_s, u"power1"_s, u"star"_s, u"star-filled"_s, u"icon"_s};
-    for (const QWidget *const view : {&login.view, &home.view}) {
-        for (const auto *button : view->findChildren<IconButton *>())
-            names << button->imageName();
-        for (const auto *picture : view->findChildren<IconView *>())
-            names << picture->imageName();
-    }
-    names.removeAll(QString());
-    for (const QString &name : std::as_const(names))
-        QVERIFY2(!pictures::icon(name, 24, 1, Qt::black).isNull(), qPrintable(name));
-    QVERIFY(pictures::flag(u"../icons/power"_s, 24, 1).isNull());
-    QVERIFY(pictures::flag(QString(), 24, 1).isNull());
 }
 
 void ScreenLayoutsTest::theKeyboardGoesThroughTheHomeScreenInItsOrder()
