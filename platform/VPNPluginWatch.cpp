@@ -1,7 +1,6 @@
 #include "platform/VPNPluginWatch.h"
 
 #include "platform/GLibPointer.h"
-#include "platform/SystemNetworkLibrary.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -17,10 +16,21 @@ namespace {
 
 constexpr auto pluginService = "org.freedesktop.NetworkManager.vpnc";
 
+struct GKeyFileUnref
+{
+    void operator()(GKeyFile *file) const { g_key_file_unref(file); }
+};
+
+/// Reads the description as NetworkManager does, but without its library, which is not loaded at the start.
 bool describesPlugin(const QString &path)
 {
-    const GObjectPtr<NMVpnPluginInfo> info(nm_vpn_plugin_info_new_from_file(path.toUtf8(), nullptr));
-    return info && qstrcmp(nm_vpn_plugin_info_get_service(info.get()), pluginService) == 0;
+    const std::unique_ptr<GKeyFile, GKeyFileUnref> file(g_key_file_new());
+    if (g_key_file_load_from_file(file.get(), QFile::encodeName(path), G_KEY_FILE_NONE, nullptr) == FALSE)
+        return false;
+    const auto value = [&file](const char *key) {
+        return GCharPtr(g_key_file_get_string(file.get(), "VPN Connection", key, nullptr));
+    };
+    return value("name") && qstrcmp(value("service").get(), pluginService) == 0;
 }
 
 bool holdsPlugin(const QString &folder)
