@@ -3,7 +3,8 @@
 #include "app/Cleanup.h"
 #include "platform/Configuration.h"
 #include "platform/Log.h"
-#include "platform/SystemNetworkVPNManager.h"
+#include "platform/NetworkParts.h"
+#include "platform/VPNManager.h"
 
 #include <QCoreApplication>
 #include <QUrl>
@@ -90,8 +91,8 @@ QString CommandLine::versionText()
 
 int CommandLine::cleanUp()
 {
-    SystemNetworkVPNManager manager;
-    Cleanup cleanup(manager);
+    const std::unique_ptr<VPNManager> manager = networkParts().makeVPNManager();
+    Cleanup cleanup(*manager);
     QObject::connect(&cleanup, &Cleanup::finished, qApp, &QCoreApplication::exit);
     cleanup.begin();
     return QCoreApplication::exec();

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
+#include "app/LateNetwork.h"
 #include "app/MainStoryboard.h"
 #include "app/MissingParts.h"
 #include "app/VelmoraApp.h"
@@ -8,7 +9,6 @@
 #include "platform/DesktopAppearance.h"
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
-#include "platform/SystemNetworkVPNManager.h"
 #include "platform/SystemSecretStore.h"
 #include "resources/Pictures.h"
 #include "ui/Screen.h"
@@ -72,7 +72,7 @@ int main(int argc, char *argv[])
     // The one moment at which the user may be asked; what fails after it fails without a word.
     static_cast<void>(store->unlock());
     SecretStore::setShared(std::move(store));
-    VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
+    const LateNetwork network;
 
     int status = 0;
     {
@@ -88,6 +88,5 @@ int main(int argc, char *argv[])
         const MissingParts missing(readiness);
         status = VelmoraApp::exec();
     }
-    VPNManager::setSharedManager(nullptr);
     return status;
 }

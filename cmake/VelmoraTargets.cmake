@@ -27,6 +27,14 @@ function(velmora_library name)
     target_link_libraries(${name} PUBLIC velmora_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
 endfunction()
 
+# velmora_client(NAME CONFIGURATION): the client's program, which loads its network module. See platform/.
+function(velmora_client name configuration)
+    add_executable(${name} ${CMAKE_SOURCE_DIR}/app/main.cpp)
+    target_link_libraries(${name} PRIVATE velmora_app velmora_loaded_network ${configuration})
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    add_dependencies(${name} velmora_network_module)
+endfunction()
+
 # velmora_configuration(NAME APPLICATION_ID API_BASE_URL): what is compiled in, of which each executable links exactly
 # one. API_BASE_URL is a C++ expression. Objects, not an archive: libraries of every level refer to them, and whichever
 # is linked last must still find them.

@@ -34,19 +34,15 @@ public:
     /// what becomes of a body, a million of the shortest records at worst, below 512 MiB.
     static constexpr qsizetype maximumBodyBytes = Q_INT64_C(32) * 1024 * 1024;
 
-    static HttpSession &shared();
+    virtual ~HttpSession() = default;
 
-    HttpSession();
-    ~HttpSession();
-    HttpSession(const HttpSession &) = delete;
-    HttpSession &operator=(const HttpSession &) = delete;
+    /// The session of this process; made of the network parts where none was set.
+    static HttpSession &shared();
+    /// Sets the session of this process; called once, before the first request.
+    static void setShared(std::unique_ptr<HttpSession> session);
 
     /// Sends the request; `handler` runs from the event loop. The request outlives the caller.
-    void send(const HttpRequest &request, Handler handler);
-
-private:
-    struct Private;
-    std::unique_ptr<Private> d;
+    virtual void send(const HttpRequest &request, Handler handler) = 0;
 };
 
 } // namespace velmora

@@ -1,9 +1,15 @@
 #include "app/AppDelegate.h"
+#include "app/LateNetwork.h"
 #include "app/SettingsVC.h"
+#include "platform/HttpSession.h"
+#include "platform/LateVPNManager.h"
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/FakeStatusHost.h"
+#include "tests/support/FakeVPNManager.h"
+#include "tests/support/OutputCapture.h"
+#include "tests/support/ScriptedServer.h"
 #include "tests/support/StubScreen.h"
 #include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
@@ -12,6 +18,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QMenuBar>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -307,6 +314,55 @@ private Q_SLOTS:
         QApplication::exec();
         disconnect(qApp, nullptr, this, nullptr);
         QCOMPARE(spy.wasAsked, ends);
+    }
+
+    void theFirstPaintLetsRequestsOut()
+    {
+        ScriptedServer server;
+        server.answer("one");
+        server.answer("two");
+        const LateNetwork network;
+        QByteArrayList bodies;
+        for (int sent = 0; sent < 2; ++sent)
+            HttpSession::shared().send({"GET", server.baseUrl(), {}, std::nullopt},
+                                       [&bodies](const QByteArray &body) { bodies << body; });
+        // An exchange on loopback that has nothing to wait for takes fewer turns of the event loop.
+        for (int turn = 0; turn < 20; ++turn)
+            QCoreApplication::processEvents();
+        QCOMPARE(server.connections, 0);
+        App app(1);
+        App::showAll();
+        QTRY_COMPARE(bodies, QByteArrayList({"one", "two"}));
+    }
+
+    void whatIsAskedOfALateManagerIsDoneInOrder()
+    {
+        LateVPNManager late;
+        const QSignalSpy posted(&late, &VPNManager::statusDidChange);
+        OutputCapture capture;
+        int ended = 0;
+        VPNProtocolIPSec protocol;
+        protocol.serverAddress = u"198.51.100.1"_s;
+        late.setProtocolConfiguration(protocol);
+        late.setEnabled(true);
+        late.saveToPreferences([&ended](const std::optional<PlatformError> &) { ++ended; });
+        late.loadFromPreferences([&ended](const std::optional<PlatformError> &) { ++ended; });
+        late.startVPNTunnel([&ended](const VPNStartOutcome &) { ++ended; });
+        late.stopVPNTunnel();
+        QCOMPARE(late.status(), VPNStatus::Invalid);
+        QVERIFY(!late.isEnabled());
+        QCOMPARE(capture.lines(), QStringList());
+
+        auto owned = std::make_unique<FakeVPNManager>();
+        FakeVPNManager &real = *owned;
+        late.setManager(std::move(owned));
+        QCOMPARE(capture.lines(), QStringList({u"vpn save"_s, u"vpn load"_s, u"vpn start"_s, u"vpn stop"_s}));
+        QCOMPARE(real.saved, QList<VPNProtocolIPSec>{protocol});
+        QVERIFY(late.isEnabled());
+        QTRY_COMPARE(ended, 3);
+        real.post(VPNStatus::Connected);
+        QCOMPARE(posted.count(), 1);
+        QCOMPARE(late.status(), VPNStatus::Connected);
     }
 
 private:

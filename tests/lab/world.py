@@ -268,10 +268,17 @@ def the_session_bus_goes(client):
     client.process.wait()
 
 
+def readable(program):
+    """A copy of the client and of its module: the person of the lab need not be able to read where it was built."""
+    build = os.path.dirname(os.path.dirname(program))
+    place = os.path.join(os.environ["VELMORA_LAB"], "client")
+    shutil.copytree(os.path.join(build, "lib"), os.path.join(place, "lib"))
+    os.mkdir(os.path.join(place, "bin"))
+    return shutil.copy(program, os.path.join(place, "bin"))
+
+
 def main():
-    # The person of the lab need not be able to read the folder that the client was built in.
-    program = shutil.copy(sys.argv[1], os.environ["VELMORA_LAB"])
-    client = Client(program, sys.argv[2])
+    client = Client(readable(sys.argv[1]), sys.argv[2])
     client.sign_in(USER, PASSWORD)
     client.choose("Berlin")
     return play(client, (
