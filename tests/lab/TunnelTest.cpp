@@ -190,36 +190,6 @@ private Q_SLOTS:
         QCOMPARE(tunnelsOfTheGateway(), tunnelsBefore + 1);
     }
 
-    void twoChainsAtOnceEndInOneTunnel()
-    {
-        QStringList ends;
-        const auto chain = [&](const QString &name) {
-            client->configure(lab.askForDetails());
-            VPNManager &manager = client->manager;
-            manager.saveToPreferences([&, name](const std::optional<PlatformError> &saved) {
-                ends << name + u" saved "_s + (saved ? saved->description() : QString());
-                manager.loadFromPreferences([&, name](const std::optional<PlatformError> &loaded) {
-                    ends << name + u" loaded "_s + (loaded ? loaded->description() : QString());
-                    manager.connection().startVPNTunnel([&, name](const VPNStartOutcome &started) {
-                        ends << name + u" started "_s + QString::number(started.index());
-                    });
-                });
-            });
-        };
-        chain(u"first"_s);
-        chain(u"second"_s);
-        QTRY_COMPARE(ends.size(), 6);
-        QVERIFY2(ends.contains(u"first started 0"_s) && ends.contains(u"second started 0"_s),
-                 qPrintable(ends.join(u", "_s)));
-        QVERIFY(client->comesTo(VPNStatus::Connected));
-        QCOMPARE(lab.output(u"nmcli"_s, {u"-g"_s, u"NAME"_s, u"connection"_s, u"show"_s, u"--active"_s})
-                     .count(profileName.toUtf8()),
-                 1);
-        QCOMPARE(lab.output(u"nmcli"_s, {u"-g"_s, u"NAME"_s, u"connection"_s, u"show"_s})
-                     .count(profileName.toUtf8()),
-                 1);
-    }
-
     void daemonDiesDuring_data()
     {
         QTest::addColumn<int>("step");

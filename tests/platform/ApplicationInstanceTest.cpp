@@ -70,17 +70,6 @@ private Q_SLOTS:
         QCOMPARE(activations.at(0).at(0).toString(), token);
     }
 
-    void theNameIsFreeAgainAfterTheFirst()
-    {
-        {
-            ApplicationInstance first;
-            QCOMPARE(first.claim({}), Role::First);
-        }
-        Start next;
-        QTRY_VERIFY(next.hasEnded());
-        QCOMPARE(next.process.exitCode(), firstExit);
-    }
-
     void aFirstThatIsBusyHoldsNobodyUpForLong()
     {
         ApplicationInstance first;

@@ -140,27 +140,6 @@ private Q_SLOTS:
         QCOMPARE(posted.count(), status == VPNStatus::Invalid ? 0 : 1);
     }
 
-    void followsTheBusAsItComesAndGoes()
-    {
-        PrivateBus bus;
-        SystemNetworkVPNManager manager;
-        const QSignalSpy posted(&manager, &VPNManager::statusDidChange);
-        QTRY_COMPARE(posted.count(), 1);
-        Answers answers;
-        for (int run = 0; run < 2; ++run) {
-            QVERIFY(bus.start());
-            const auto knowsTheBus = [&] {
-                answers.ask(manager);
-                return QTest::qWaitFor([&] { return answers.seen.size() == 3; }) &&
-                       answers.areAll(daemonAbsent);
-            };
-            QTRY_VERIFY2(knowsTheBus(), qPrintable(answers.seen.join(u", "_s)));
-            bus.stop();
-        }
-        QVERIFY(manager.connection().status() == VPNStatus::Disconnected);
-        QCOMPARE(posted.count(), 1);
-    }
-
     void endsInTheMiddle()
     {
         PrivateBus bus;

@@ -3,7 +3,6 @@
 #include "tests/servers/ListSamples.h"
 #include "tests/support/FakeSecretStore.h"
 
-#include <QAccessible>
 #include <QApplication>
 #include <QPushButton>
 #include <QScrollBar>
@@ -43,7 +42,6 @@ private Q_SLOTS:
     void theKeyboardMovesThroughRows();
     void theKeyboardReachesTheStarOfTheSelectedRowAlone();
     void typingFindsANextRow();
-    void assistiveToolsReachRowsAndStars();
 };
 
 void ListInputTest::selectionIsReportedWithItsList()
@@ -194,41 +192,6 @@ void ListInputTest::typingFindsANextRow()
     QCOMPARE(list.selectedRow(), 1);
     QTest::keyClicks(&list, u"x"_s);
     QCOMPARE(list.selectedRow(), 1);
-}
-
-void ListInputTest::assistiveToolsReachRowsAndStars()
-{
-    storeMany(500);
-    ServiceManager::shared().allService[1].ping = QList<double>{1, 1, 12.5};
-    CountryTV list;
-    list.setAccessibleName(u"All locations"_s);
-    showFilled(list);
-    QAccessibleInterface *const tree = QAccessible::queryAccessibleInterface(&list);
-    QCOMPARE(tree->role(), QAccessible::List);
-    QCOMPARE(tree->childCount(), 6);
-
-    QAccessibleInterface *const row = tree->child(1);
-    QCOMPARE(row->role(), QAccessible::ListItem);
-    QCOMPARE(row->text(QAccessible::Name), u"Place 2, 12.5 ms, not a favourite"_s);
-    QCOMPARE(row->parent(), tree);
-    QCOMPARE(tree->indexOfChild(row), 1);
-    const QPoint inRow = row->rect().center();
-    QCOMPARE(tree->childAt(inRow.x(), inRow.y()), row);
-    row->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QCOMPARE(list.selectedRow(), 1);
-    QVERIFY(row->state().selected && !tree->child(0)->state().selected);
-
-    QCOMPARE(row->childCount(), 1);
-    QSignalSpy pressed(cellAt<CountryCellView>(list, 1)->starBtn.get(), &IconButton::clicked);
-    QCOMPARE(row->child(0)->text(QAccessible::Name), u"Add Place 2 to favourites"_s);
-    row->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    QTRY_COMPARE(pressed.size(), 1);
-
-    // The children are the rows on screen, from top to bottom, also when views change their rows.
-    list.verticalScrollBar()->setValue(35 * 100);
-    QCOMPARE(tree->childCount(), 6);
-    QVERIFY(tree->child(0)->text(QAccessible::Name).startsWith(u"Place 101,"_s));
-    QVERIFY(tree->child(5)->text(QAccessible::Name).startsWith(u"Place 106,"_s));
 }
 
 QTEST_MAIN(ListInputTest)

@@ -93,7 +93,6 @@ private Q_SLOTS:
     void screensStayWholeWithLargeFonts();
     void theKeyboardGoesThroughTheHomeScreenInItsOrder();
     void aPanelKeepsTheKeyboardAndGivesItBack();
-    void theStatusCardSaysProtectedByMoreThanItsColour();
 };
 
 void ScreenLayoutsTest::textsAreReadable_data()
@@ -224,20 +223,6 @@ void ScreenLayoutsTest::aPanelKeepsTheKeyboardAndGivesItBack()
     QCOMPARE(home.view.focusWidget(), home.layout.installCloseButton);
     home.layout.installModal->setVisible(false);
     QVERIFY(home.layout.button1->hasFocus());
-}
-
-void ScreenLayoutsTest::theStatusCardSaysProtectedByMoreThanItsColour()
-{
-    Home home;
-    const auto signs = [&home] {
-        return std::pair(home.layout.connectedMessageView->isVisible(),
-                         home.layout.disconnectedMessageView->isVisible());
-    };
-    QCOMPARE(signs(), std::pair(false, true));
-    home.layout.statusCard->setProtected(true);
-    QCOMPARE(signs(), std::pair(true, false));
-    home.layout.statusCard->setProtected(false);
-    QCOMPARE(signs(), std::pair(false, true));
 }
 
 QTEST_MAIN(ScreenLayoutsTest)
