@@ -55,11 +55,6 @@ BoundedCall::~BoundedCall()
     g_main_context_unref(context);
 }
 
-void BoundedCall::setLimit(std::chrono::milliseconds limit)
-{
-    deadline = std::chrono::steady_clock::now() + limit;
-}
-
 GObjectPtr<GAsyncResult> BoundedCall::run(const Start &start)
 {
     // The sources of the calls stand in a context of their own, so that waiting for them runs nothing of the

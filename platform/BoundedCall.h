@@ -20,10 +20,10 @@ public:
     BoundedCall(const BoundedCall &) = delete;
     BoundedCall &operator=(const BoundedCall &) = delete;
 
-    /// All calls until the next time that this is called share this limit.
-    void setLimit(std::chrono::milliseconds limit);
+    /// All calls until the next time that this is called end by then.
+    void setEnd(std::chrono::steady_clock::time_point end) { deadline = end; }
 
-    /// Starts a call and waits for its result; null when the limit passes first and the call, although
+    /// Starts a call and waits for its result; null when the end passes first and the call, although
     /// cancelled, does not end.
     GObjectPtr<GAsyncResult> run(const Start &start);
 

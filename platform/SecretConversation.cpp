@@ -74,10 +74,9 @@ SecretConversation::SecretConversation() = default;
 
 SecretConversation::~SecretConversation() = default;
 
-Result<> SecretConversation::open(std::chrono::milliseconds limit)
+Result<> SecretConversation::open()
 {
     survivesEndOfSessionBus();
-    call.setLimit(limit);
     const auto result = call.run([](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
         secret_service_open(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_NONE, cancellable, ready, data);
     });
@@ -91,9 +90,8 @@ Result<> SecretConversation::open(std::chrono::milliseconds limit)
     return Success{};
 }
 
-bool SecretConversation::resume(std::chrono::milliseconds limit)
+bool SecretConversation::isWithTheSameService()
 {
-    call.setLimit(limit);
     const auto reply = onBus("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                              "GetNameOwner", g_variant_new("(s)", nameOnBus()), "(s)");
     if (!reply)
@@ -120,14 +118,11 @@ Result<QByteArray> SecretConversation::defaultCollection()
 
 Result<bool> SecretConversation::isCollectionLocked(const QByteArray &path)
 {
-    const auto reply = onBus(nameOnBus(), path.constData(), "org.freedesktop.DBus.Properties", "Get",
-                             g_variant_new("(ss)", "org.freedesktop.Secret.Collection", "Locked"), "(v)");
-    if (!reply)
-        return reply.error();
-    GVariant *locked = nullptr;
-    g_variant_get(reply->get(), "(v)", &locked);
-    const GVariantPtr owned(locked);
-    return g_variant_is_of_type(locked, G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(locked) != FALSE;
+    const auto locked = property(path, "org.freedesktop.Secret.Collection", "Locked");
+    if (!locked)
+        return locked.error();
+    return g_variant_is_of_type(locked->get(), G_VARIANT_TYPE_BOOLEAN) &&
+           g_variant_get_boolean(locked->get()) != FALSE;
 }
 
 Result<> SecretConversation::create(const QByteArray &collection, const QString &serviceName,
@@ -186,46 +181,47 @@ Result<QByteArray> SecretConversation::find(const QString &serviceName, const QS
     return path;
 }
 
-Result<std::shared_ptr<SecretItem>> SecretConversation::itemAt(const QByteArray &path)
-{
-    // The library's calls that read the secret of a path never let go of the reply.
-    const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
-        secret_item_new_for_dbus_path(service.get(), path.constData(), SECRET_ITEM_LOAD_SECRET, cancellable,
-                                      ready, data);
-    });
-    if (!result)
-        return noAnswer();
-    GError *error = nullptr;
-    SecretItem *item = secret_item_new_for_dbus_path_finish(result.get(), &error);
-    if (item == nullptr)
-        return failure(error);
-    return std::shared_ptr<SecretItem>(item, GObjectUnref());
-}
-
 Result<QString> SecretConversation::textAt(const QByteArray &path)
 {
-    const auto item = itemAt(path);
-    if (!item)
-        return item.error();
-    return textOf(secret_item_get_secret(item->get()));
+    const auto ready = call.run([this](GCancellable *cancellable, GAsyncReadyCallback end, gpointer data) {
+        secret_service_ensure_session(service.get(), cancellable, end, data);
+    });
+    if (!ready)
+        return noAnswer();
+    GError *error = nullptr;
+    if (secret_service_ensure_session_finish(service.get(), ready.get(), &error) == FALSE)
+        return failure(error);
+    // The library's own calls for this ask for all of the item first, or never let go of the reply.
+    const auto reply =
+        onBus(nameOnBus(), path.constData(), "org.freedesktop.Secret.Item", "GetSecret",
+              g_variant_new("(o)", secret_service_get_session_dbus_path(service.get())), "((oayays))");
+    if (!reply)
+        return reply.error();
+    const GVariantPtr secret(g_variant_get_child_value(reply->get(), 0));
+    SecretValue *const value = secret_service_decode_dbus_secret(service.get(), secret.get());
+    if (value == nullptr)
+        return storeError(SECRET_ERROR_PROTOCOL, u"The credential store's answer is not readable"_s);
+    return textOf(value);
 }
 
 Result<std::optional<QString>> SecretConversation::resolve(const QByteArray &path, const QString &serviceName,
                                                            const QString &key)
 {
-    const auto item = itemAt(path);
-    if (!item)
-        return item.error();
-    if (secret_item_get_locked(item->get()))
-        return isLocked();
-    const GHashTablePtr attributes(secret_item_get_attributes(item->get()));
+    const auto attributes = property(path, "org.freedesktop.Secret.Item", "Attributes");
+    if (!attributes)
+        return attributes.error();
     const auto holds = [&attributes](const char *name, const QString &wanted) {
-        const auto *value = static_cast<const char *>(g_hash_table_lookup(attributes.get(), name));
-        return value != nullptr && QString::fromUtf8(value) == wanted;
+        const char *value = nullptr;
+        return g_variant_is_of_type(attributes->get(), G_VARIANT_TYPE("a{ss}")) &&
+               g_variant_lookup(attributes->get(), name, "&s", &value) != FALSE &&
+               QString::fromUtf8(value) == wanted;
     };
-    if (!attributes || !holds("service", serviceName) || !holds("key", key))
+    if (!holds("service", serviceName) || !holds("key", key))
         return std::optional<QString>{};
-    return std::optional(textOf(secret_item_get_secret(item->get())));
+    const Result<QString> text = textAt(path);
+    if (!text)
+        return text.error();
+    return std::optional(*text);
 }
 
 Result<> SecretConversation::eraseAt(const QByteArray &path)
@@ -256,6 +252,18 @@ Result<> SecretConversation::unlock(const QByteArray &collection)
     if (count <= 0)
         return error != nullptr ? failure(error) : isLocked();
     return Success{};
+}
+
+Result<std::shared_ptr<GVariant>> SecretConversation::property(const QByteArray &path, const char *interface,
+                                                               const char *name)
+{
+    const auto reply = onBus(nameOnBus(), path.constData(), "org.freedesktop.DBus.Properties", "Get",
+                             g_variant_new("(ss)", interface, name), "(v)");
+    if (!reply)
+        return reply.error();
+    GVariant *value = nullptr;
+    g_variant_get(reply->get(), "(v)", &value);
+    return std::shared_ptr<GVariant>(value, GVariantUnref());
 }
 
 const char *SecretConversation::nameOnBus() const

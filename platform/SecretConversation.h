@@ -10,7 +10,6 @@
 #include <optional>
 
 // For platform/*.cpp only.
-typedef struct _SecretItem SecretItem;
 typedef struct _SecretService SecretService;
 
 namespace velmora {
@@ -30,11 +29,12 @@ public:
     SecretConversation(const SecretConversation &) = delete;
     SecretConversation &operator=(const SecretConversation &) = delete;
 
-    /// What is asked until the conversation is resumed shares this limit.
-    Result<> open(std::chrono::milliseconds limit);
+    /// What is asked from now on ends by then.
+    void setEnd(std::chrono::steady_clock::time_point end) { call.setEnd(end); }
+    Result<> open();
     /// Whether the service is still the one that the conversation was opened with: another one knows nothing
     /// of its session.
-    bool resume(std::chrono::milliseconds limit);
+    bool isWithTheSameService();
 
     /// Empty when the user has none.
     Result<QByteArray> defaultCollection();
@@ -52,8 +52,8 @@ public:
     Result<> eraseAt(const QByteArray &path);
 
 private:
-    /// With its secret, where it is not locked.
-    Result<std::shared_ptr<SecretItem>> itemAt(const QByteArray &path);
+    Result<std::shared_ptr<GVariant>> property(const QByteArray &path, const char *interface,
+                                               const char *name);
     const char *nameOnBus() const;
     /// The reply to a call on the service's bus.
     Result<std::shared_ptr<GVariant>> onBus(const char *name, const char *path, const char *interface,

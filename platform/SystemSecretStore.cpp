@@ -24,21 +24,26 @@ SystemSecretStore::SystemSecretStore()
 
 SystemSecretStore::~SystemSecretStore() = default;
 
-Result<> SystemSecretStore::converse(std::chrono::milliseconds limit)
-{
-    end.start();
-    if (conversation && conversation->resume(limit))
-        return Success{};
-    conversation = std::make_unique<SecretConversation>();
-    return conversation->open(limit);
-}
-
 template<class Answer, class Question>
 Answer SystemSecretStore::ask(std::chrono::milliseconds limit, Question question)
 {
-    const Result<> opened = converse(limit);
+    const auto bound = std::chrono::steady_clock::now() + limit;
+    end.start();
+    if (conversation) {
+        conversation->setEnd(bound);
+        Answer answer = question(*conversation);
+        if (answer)
+            return answer;
+        const bool final = std::chrono::steady_clock::now() >= bound || conversation->isWithTheSameService();
+        // What has failed once could fail what comes next.
+        conversation.reset();
+        if (final)
+            return answer;
+    }
+    conversation = std::make_unique<SecretConversation>();
+    conversation->setEnd(bound);
+    const Result<> opened = conversation->open();
     Answer answer = opened ? question(*conversation) : Answer(opened.error());
-    // What has failed once could fail what comes next.
     if (!answer)
         conversation.reset();
     return answer;

@@ -33,10 +33,9 @@ public:
     Result<> unlock() override;
 
 private:
-    /// Runs a question to its end within the limit.
+    /// Runs a question to its end within the limit; once more where another service has come meanwhile.
     template<class Answer, class Question>
     Answer ask(std::chrono::milliseconds limit, Question question);
-    Result<> converse(std::chrono::milliseconds limit);
 
     std::unique_ptr<SecretConversation> conversation;
     /// Ends the conversation when nothing has been asked for a while: it is not to hear what others do with
