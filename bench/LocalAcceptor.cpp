@@ -6,10 +6,11 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace velmora::bench {
 
-LocalAcceptor::LocalAcceptor() : listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+LocalAcceptor::LocalAcceptor(Serve serve) : listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -22,11 +23,12 @@ LocalAcceptor::LocalAcceptor() : listener(::socket(AF_INET, SOCK_STREAM | SOCK_C
         std::exit(1);
     }
     number = ntohs(address.sin_port);
-    thread = std::thread([file = listener] {
+    thread = std::thread([file = listener, serve = std::move(serve)] {
         for (;;) {
             const int accepted = ::accept4(file, nullptr, nullptr, SOCK_CLOEXEC);
             if (accepted < 0)
                 return;
+            serve(accepted);
             ::close(accepted);
         }
     });

@@ -2,15 +2,19 @@
 
 #include <QtGlobal>
 
+#include <functional>
 #include <thread>
 
 namespace velmora::bench {
 
-/// Accepts connections on a port of 127.0.0.1 in a thread of its own, which closes each at once.
+/// Accepts connections on a port of 127.0.0.1 in a thread of its own, which serves and closes one after
+/// another.
 class LocalAcceptor
 {
 public:
-    LocalAcceptor();
+    using Serve = std::function<void(int connection)>;
+
+    explicit LocalAcceptor(Serve serve = [](int) {});
     ~LocalAcceptor();
     LocalAcceptor(const LocalAcceptor &) = delete;
     LocalAcceptor &operator=(const LocalAcceptor &) = delete;

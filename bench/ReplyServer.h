@@ -1,9 +1,9 @@
 #pragma once
 
+#include "bench/LocalAcceptor.h"
+
 #include <QByteArray>
 #include <QString>
-
-#include <thread>
 
 namespace velmora::bench {
 
@@ -12,23 +12,18 @@ namespace velmora::bench {
 class ReplyServer
 {
 public:
-    ReplyServer();
-    ~ReplyServer();
-    ReplyServer(const ReplyServer &) = delete;
-    ReplyServer &operator=(const ReplyServer &) = delete;
-
     QString baseUrl() const;
     /// Not while a request is on its way.
     void setReplies(const QByteArray &endpointsReply, const QByteArray &favoritesReply);
 
 private:
-    void serve() const;
+    void serve(int connection) const;
 
-    int listener;
-    quint16 port = 0;
     QByteArray endpoints;
     QByteArray favorites;
-    std::thread thread;
+    LocalAcceptor acceptor{[this](int connection) {
+        serve(connection);
+    }};
 };
 
 } // namespace velmora::bench
