@@ -1,29 +1,20 @@
 #include "app/MainStoryboard.h"
-#include "app/SettingsVC.h"
-#include "connection/HomeVC.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/FakeVPNManager.h"
 #include "tests/support/ScriptedServer.h"
+#include "tests/support/StubScreen.h"
 #include "ui/Storyboard.h"
 #include "ui/Window.h"
 
 #include <QAbstractButton>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace velmora;
 using namespace velmora::testing;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void click(const Window *window, const QString &name)
-{
-    window->findChild<QAbstractButton *>(name)->click();
-}
-
-} // namespace
-
-/// How the real screens lead to one another.
+/// What the walk through every screen cannot see of how the real screens lead to one another.
 class ScreensTest : public QObject
 {
     Q_OBJECT
@@ -31,17 +22,18 @@ class ScreensTest : public QObject
 private Q_SLOTS:
     void init()
     {
-        FakeSecretStore::install();
+        qputenv("XDG_CONFIG_HOME", folder.path().toUtf8());
+        // Enough for the login screen to go home at once.
+        FakeSecretStore::install().items = {{u"token"_s, u"t"_s}, {u"username"_s, u"ann"_s}};
         FakeVPNManager::install();
-        storyboard = makeMainStoryboard();
     }
 
     void cleanup() { qDeleteAll(Window::windows()); }
 
-    /// How they come about is left to the walk through every screen; this is what it cannot see.
     void homePresentsItsNoticesOnceAndModallyWhereStated()
     {
-        const Window *const window = open(u"HomeVC"_s);
+        const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
+        const Window *const window = open(storyboard->instantiate(u"HomeVC"_s));
         for (const auto &[button, modality] :
              {std::pair(u"button2"_s, Qt::ApplicationModal), std::pair(u"button3"_s, Qt::ApplicationModal),
               std::pair(u"recentButton"_s, Qt::NonModal)}) {
@@ -58,35 +50,45 @@ private Q_SLOTS:
 
     void aScreenThatIsMissingOrOfAnotherClassLeadsNowhere_data()
     {
-        QTest::addColumn<QString>("identifier");
-        QTest::newRow("absent") << u"Unused"_s;
-        QTest::newRow("of another class") << QString();
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("buttons");
+        QTest::newRow("login") << u"LoginVC"_s << u"forgotPasswordButton"_s;
+        QTest::newRow("reset") << u"ForgotVC"_s << u"backToLoginButton"_s;
+        QTest::newRow("settings") << u"SettingsVC"_s << u"homeButton changePasswordButton logoutButton"_s;
+        QTest::newRow("home") << u"HomeVC"_s << u"button2 button3 settingsButton recentButton"_s;
     }
 
     void aScreenThatIsMissingOrOfAnotherClassLeadsNowhere()
     {
-        QFETCH(QString, identifier);
+        QFETCH(QString, shown);
+        QFETCH(QString, buttons);
+        // There is none for the settings.
         const std::shared_ptr<Storyboard> odd = Storyboard::make();
-        odd->add(u"HomeVC"_s, u"HomeVC"_s, Screen::make<HomeVC>);
-        for (const QString &name : {u"Notification1VC"_s, u"Notification2VC"_s, u"SettingsVC"_s})
-            odd->add(identifier.isEmpty() ? name : identifier, u"OtherVC"_s, Screen::make<SettingsVC>);
-        storyboard = odd;
-        const Window *const window = open(u"HomeVC"_s);
-        for (const QString &button : {u"button2"_s, u"button3"_s, u"settingsButton"_s, u"recentButton"_s})
+        for (const QString &identifier :
+             {u"LoginVC"_s, u"HomeVC"_s, u"ForgotVC"_s, u"Notification1VC"_s, u"Notification2VC"_s})
+            odd->add(identifier, u"OtherVC"_s, Screen::make<StubScreen>);
+        odd->add(u"Shown"_s, shown, [&] { return makeMainStoryboard()->instantiate(shown); });
+        const std::shared_ptr<Screen> screen = odd->instantiate(u"Shown"_s);
+        const Window *const window = open(screen);
+        for (const QString &button : buttons.split(u' '))
             click(window, button);
-        QVERIFY(std::dynamic_pointer_cast<HomeVC>(window->contentViewController()) != nullptr);
+        QCOMPARE(window->contentViewController(), screen);
         QCOMPARE(Window::windows().size(), 1);
     }
 
 private:
-    Window *open(const QString &identifier)
+    static Window *open(const std::shared_ptr<Screen> &screen)
     {
-        Window *const window = Window::windowWithContentViewController(storyboard->instantiate(identifier));
+        Window *const window = Window::windowWithContentViewController(screen);
         window->makeKeyAndOrderFront();
         return window;
     }
+    static void click(const Window *window, const QString &button)
+    {
+        window->findChild<QAbstractButton *>(button)->click();
+    }
 
-    std::shared_ptr<Storyboard> storyboard;
+    QTemporaryDir folder;
     ScriptedServer server;
 };
 
