@@ -4,14 +4,9 @@
 
 namespace velmora::testing {
 
-/// A screen that only counts how often it was shown.
+/// A screen with nothing on it.
 class StubScreen final : public Screen
 {
-public:
-    void viewDidAppear() override { ++appearances; }
-
-    int appearances = 0;
-
 protected:
     std::unique_ptr<QWidget> makeView() override { return std::make_unique<QWidget>(); }
 };
