@@ -3,12 +3,10 @@
 #include "notices/Notification2VC.h"
 #include "notices/Notification3VC.h"
 #include "servers/HomeScreen.h"
-#include "servers/RecentTV.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/StubScreen.h"
 #include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
-#include "ui/TableCellView.h"
 #include "ui/Window.h"
 
 #include <QGuiApplication>
@@ -28,12 +26,7 @@ namespace {
 class FakeHome final : public HomeScreen
 {
 public:
-    static std::shared_ptr<FakeHome> makeCurrent()
-    {
-        auto home = std::make_shared<FakeHome>();
-        setCurrent(home);
-        return home;
-    }
+    using HomeScreen::setCurrent;
     void servicesReply(const std::optional<QList<Service>> &) override {}
     void showInstallModal() override { ++installs; }
 
@@ -67,29 +60,14 @@ class NoticesTest : public QObject
 private Q_SLOTS:
     void cleanup() { qDeleteAll(Window::windows()); }
 
-    void standsAtTheTopRightOfTheVisibleArea_data()
-    {
-        // All in Qt's coordinates, from the top left.
-        QTest::addColumn<QRect>("screen");
-        QTest::addColumn<QRect>("visible");
-        QTest::addColumn<QPoint>("position");
-        const QRect whole(0, 0, 1440, 900);
-        QTest::newRow("nothing in the way") << whole << whole << QPoint(1140, 0);
-        QTest::newRow("panel at the top") << whole << QRect(0, 30, 1440, 870) << QPoint(1140, 30);
-        QTest::newRow("panel at the bottom") << whole << QRect(0, 0, 1440, 860) << QPoint(1140, 0);
-        QTest::newRow("panel at the left pulls it left")
-            << whole << QRect(64, 0, 1376, 900) << QPoint(1076, 0);
-        QTest::newRow("main screen beside another one")
-            << QRect(1920, 200, 1440, 900) << QRect(1984, 230, 1376, 830) << QPoint(2996, 230);
-        QTest::newRow("main screen above another one")
-            << QRect(0, -900, 1440, 900) << QRect(0, -870, 1440, 870) << QPoint(1140, -870);
-    }
-
     void standsAtTheTopRightOfTheVisibleArea()
     {
-        QFETCH(QRect, screen);
-        QFETCH(QRect, visible);
-        QTEST(noticePosition(screen, visible, QSize(300, 200)), "position");
+        // All in Qt's coordinates, from the top left. A panel at the left pulls it left.
+        const QSize notice(300, 200);
+        QCOMPARE(noticePosition({0, 0, 1440, 900}, {64, 0, 1376, 860}, notice), QPoint(1076, 0));
+        // A main screen beside another one, with two panels, and one above.
+        QCOMPARE(noticePosition({1920, 200, 1440, 900}, {1984, 230, 1376, 830}, notice), QPoint(2996, 230));
+        QCOMPARE(noticePosition({0, -900, 1440, 900}, {0, -870, 1440, 870}, notice), QPoint(1140, -870));
     }
 
     void losesItsTitleAndKeepsTheRest()
@@ -116,70 +94,38 @@ private Q_SLOTS:
         Screen::make<Notification1VC>()->closeButtonClicked();
     }
 
-    void theFirstOnesUpdateDoesNothing()
+    void anUpdateGoesOnAtHomeFromTheSecondOnly()
     {
-        const auto home = FakeHome::makeCurrent();
-        const Notice notice = Notice::of<Notification1VC>();
-        notice.click(u"updateButton"_s);
-        QVERIFY(notice.isOpen());
+        const Notice without = Notice::of<Notification2VC>();
+        without.click(u"updateButton"_s);
+        QVERIFY(!without.isOpen());
+
+        const auto home = std::make_shared<FakeHome>();
+        FakeHome::setCurrent(home);
+        const Notice first = Notice::of<Notification1VC>();
+        first.click(u"updateButton"_s);
+        QVERIFY(first.isOpen());
         QCOMPARE(home->installs, 0);
-        notice.click(u"closeButton"_s);
-        QVERIFY(!notice.isOpen());
+        const Notice second = Notice::of<Notification2VC>();
+        second.click(u"updateButton"_s);
+        QVERIFY(!second.isOpen());
+        QCOMPARE(home->installs, 1);
     }
 
-    void theSecondOnesUpdateGoesOnAtHome_data()
+    void openingLeadsToALoginWindowInPlaceOfTheRecordedOne()
     {
-        QTest::addColumn<bool>("hasHome");
-        QTest::newRow("home") << true;
-        QTest::newRow("no home") << false;
-    }
-
-    void theSecondOnesUpdateGoesOnAtHome()
-    {
-        QFETCH(bool, hasHome);
-        const auto home = hasHome ? FakeHome::makeCurrent() : nullptr;
-        const Notice notice = Notice::of<Notification2VC>();
-        notice.click(u"updateButton"_s);
-        QVERIFY(!notice.isOpen());
-        if (hasHome)
-            QCOMPARE(home->installs, 1);
-    }
-
-    void theThirdShowsItsPlacesWhole()
-    {
-        const Notice notice = Notice::of<Notification3VC>();
-        const auto *const list = notice.window->findChild<RecentTV *>(u"recentTableView"_s);
-        QCOMPARE(list->visibleViews().size(), 4);
-        QVERIFY(list->viewport()->height() >= 4 * 36);
-    }
-
-    void openingLeadsToANewLoginWindow_data()
-    {
-        QTest::addColumn<bool>("hasCurrent");
-        QTest::addColumn<QString>("loginClass");
-        QTest::addColumn<int>("opened");
-        QTest::newRow("in place of the recorded one") << true << u"ViewController"_s << 1;
-        QTest::newRow("none recorded") << false << u"ViewController"_s << 1;
-        QTest::newRow("login of another class") << true << u"OtherVC"_s << 0;
-    }
-
-    void openingLeadsToANewLoginWindow()
-    {
-        QFETCH(bool, hasCurrent);
-        QFETCH(QString, loginClass);
-        QFETCH(int, opened);
-        const std::shared_ptr<Storyboard> storyboard = Storyboard::make();
-        storyboard->add(u"LoginVC"_s, loginClass, Screen::make<StubScreen>);
-        if (hasCurrent) {
-            setCurrentWindow(Window::windowWithContentViewController(Screen::make<StubScreen>()));
-            currentWindow()->show();
+        for (const auto &[isRecorded, loginClass, opened] :
+             {std::tuple(true, u"ViewController"_s, 1), std::tuple(false, u"OtherVC"_s, 0)}) {
+            const std::shared_ptr<Storyboard> storyboard = Storyboard::make();
+            storyboard->add(u"LoginVC"_s, loginClass, Screen::make<StubScreen>);
+            const Notice notice = Notice::of<Notification3VC>(storyboard);
+            if (isRecorded)
+                setCurrentWindow(Window::windowWithContentViewController(Screen::make<StubScreen>()));
+            notice.click(u"openButton"_s);
+            QVERIFY(!notice.isOpen());
+            QCOMPARE(Window::windows().size(), opened);
+            qDeleteAll(Window::windows());
         }
-        const Notice notice = Notice::of<Notification3VC>(storyboard);
-        notice.click(u"openButton"_s);
-        QVERIFY(!notice.isOpen());
-        QCOMPARE(Window::windows().size(), opened);
-        if (opened > 0)
-            QVERIFY(Window::windows().constFirst()->isVisible());
     }
 
     void exitingRunsNothingElse()
