@@ -8,8 +8,6 @@
 
 #include <limits>
 
-Q_DECLARE_METATYPE(QHostAddress::SpecialAddress)
-
 using namespace velmora;
 using namespace velmora::testing;
 using namespace Qt::StringLiterals;
@@ -97,8 +95,6 @@ private Q_SLOTS:
         QCOMPARE(bench.probe->samples(), QList<double>{4166.0 / 1000000000.0 * 1000.0});
         QCOMPARE(bench.probe->summary().min, -1.0);
         QCOMPARE(bench.probe->summary().average, 0.0);
-        bench.event(StreamEvent::openCompleted, 240);
-        QCOMPARE(bench.probe->summary().average, 0.005);
     }
 
     void brokenInvariantsAreFatal()
@@ -120,25 +116,23 @@ private Q_SLOTS:
 
     void realHosts_data()
     {
-        QTest::addColumn<QHostAddress::SpecialAddress>("listening");
         QTest::addColumn<QString>("address");
         QTest::addColumn<int>("accepted");
-        constexpr auto v4 = QHostAddress::LocalHost;
-        constexpr auto v6 = QHostAddress::LocalHostIPv6;
-        QTest::newRow("accepts, by name") << v4 << u"localhost"_s << 6;
-        QTest::newRow("accepts on IPv6") << v6 << u"::1"_s << 6;
-        QTest::newRow("refuses") << v6 << u"127.0.0.1"_s << 0;
-        QTest::newRow("fails at once") << v4 << u"255.255.255.255"_s << 0;
-        QTest::newRow("no host name at all") << v4 << u"a b\nc"_s << 0;
+        QTest::newRow("accepts, by name") << u"localhost"_s << 6;
+        QTest::newRow("accepts on IPv6") << u"::1"_s << 6;
+        QTest::newRow("refuses") << u"127.0.0.2"_s << 0;
+        QTest::newRow("fails at once") << u"255.255.255.255"_s << 0;
+        QTest::newRow("no host name at all") << u"a b\nc"_s << 0;
     }
 
     void realHosts()
     {
-        QFETCH(QHostAddress::SpecialAddress, listening);
         QFETCH(QString, address);
         QFETCH(int, accepted);
         QTcpServer server;
-        QVERIFY(server.listen(listening));
+        if (!server.listen(
+                QHostAddress(address == u"::1"_s ? QHostAddress::LocalHostIPv6 : QHostAddress::LocalHost)))
+            QSKIP("no IPv6 here");
         const QSignalSpy connections(&server, &QTcpServer::newConnection);
         std::optional<PingTest::Summary> result;
         std::shared_ptr<PingTest> probe;
@@ -161,8 +155,8 @@ private Q_SLOTS:
         QVERIFY(server.listen(QHostAddress::LocalHost));
         int results = 0;
         const auto begun = [&](const QString &address) {
-            const auto probe = std::make_shared<PingTest>(address, server.serverPort(),
-                                                          [&](const PingTest::Summary &) { ++results; });
+            auto probe = std::make_shared<PingTest>(address, server.serverPort(),
+                                                    [&](const PingTest::Summary &) { ++results; });
             probe->beginAttempt();
             return probe;
         };

@@ -1,17 +1,15 @@
+#include "api/ServiceManager.h"
+#include "resources/Pictures.h"
 #include "servers/CellLayouts.h"
 #include "servers/Countries.h"
 #include "servers/CountryCellView.h"
 #include "servers/CountryTV.h"
-#include "servers/FavoriteCellView.h"
 #include "servers/FavoriteTV.h"
 #include "servers/HomeScreen.h"
-#include "servers/RecentCellView.h"
 #include "servers/RecentTV.h"
-#include "tests/servers/ListSamples.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/ScriptedServer.h"
-#include "tests/support/TestConfiguration.h"
 
 #include <QApplication>
 #include <QPushButton>
@@ -25,9 +23,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class Paints final : public QObject
+struct Paints final : QObject
 {
-public:
     bool eventFilter(QObject *, QEvent *event) override
     {
         count += event->type() == QEvent::Paint ? 1 : 0;
@@ -38,17 +35,48 @@ public:
 
 struct FakeHome final : HomeScreen
 {
-    static std::shared_ptr<FakeHome> install()
-    {
-        auto home = std::make_shared<FakeHome>();
-        setCurrent(home);
-        return home;
-    }
-    void servicesReply(const std::optional<QList<Service>> &services) override { replies.append(services); }
+    using HomeScreen::setCurrent;
+    void servicesReply(const std::optional<QList<Service>> &) override { ++replies; }
     void showInstallModal() override {}
 
-    QList<std::optional<QList<Service>>> replies;
+    int replies = 0;
 };
+
+Service endpoint(std::optional<qint64> id, const QString &name, std::optional<QList<double>> ping = {})
+{
+    return {id, name, u"US"_s, u"192.0.2.1"_s, std::move(ping)};
+}
+
+/// Endpoints with the ids from 1, none of them a favourite.
+void storeMany(int count)
+{
+    ServiceManager &store = ServiceManager::shared();
+    store = {};
+    for (qint64 id = 1; id <= count; ++id)
+        store.allService.append(endpoint(id, u"Place %1"_s.arg(id)));
+    store.countryService = store.allService;
+}
+
+void showFilled(TableView &list)
+{
+    list.resize(320, 210);
+    list.show();
+    QVERIFY(QTest::qWaitForWindowActive(&list));
+}
+
+EndpointCellView *cellAt(TableView &list, int row)
+{
+    return qobject_cast<EndpointCellView *>(list.viewAtRow(row));
+}
+
+/// The row's flag, the tag of its star and what assistive tools read from its labels.
+QString shownAt(TableView &list, int row)
+{
+    const EndpointCellView *const cell = cellAt(list, row);
+    return u"%1 %2 %3"_s.arg(cell->flagImageView->imageName())
+        .arg(cell->starBtn->tag())
+        .arg(cell->spokenText());
+}
 
 } // namespace
 
@@ -63,259 +91,203 @@ private Q_SLOTS:
         FakeSecretStore::install();
     }
 
-    void aCountryRowShowsTheFirstRecordWithItsId_data();
-    void aCountryRowShowsTheFirstRecordWithItsId();
-    void aFavoriteRowShowsTheFirstRecordWithItsId();
-    void rowsFollowAnotherListOfTheSameLength();
-    void aBrokenInvariantIsFatal_data();
-    void aBrokenInvariantIsFatal();
+    void aRowShowsTheFirstRecordWithItsId()
+    {
+        ServiceManager &store = ServiceManager::shared();
+        const QList<double> measured{1, 99, 23.4375};
+        store.allService = {endpoint(0, u"Zero"_s), endpoint({}, u"Without"_s),
+                            endpoint(7, u"<b>A</b> & B"_s, measured), endpoint(7, u"Second"_s)};
+        store.countryService = {endpoint(7, u"Second"_s), endpoint(8, u"Gone"_s), endpoint({}, u"Any"_s),
+                                endpoint(0, u"Zero"_s, measured)};
+        store.favService = {7, 0};
+        CountryTV countries;
+        countries.reloadData();
+        QCOMPARE(shownAt(countries, 0), u"us 7 <b>A</b> & B, 23.4 ms, not a favourite"_s);
+        QCOMPARE(shownAt(countries, 1), u" 0 Unknown location, not a favourite"_s);
+        QCOMPARE(shownAt(countries, 2), u"us 0 Without, not a favourite"_s);
+        QCOMPARE(shownAt(countries, 3), u"us 0 Zero, not a favourite"_s);
+        FavoriteTV favorites;
+        favorites.reloadData();
+        QCOMPARE(shownAt(favorites, 0), u"us 7 <b>A</b> & B, 23.4 ms, favourite"_s);
+        store.allService.append(store.allService.takeFirst());
+        countries.reloadData();
+        QCOMPARE(shownAt(countries, 0), u"us 7 <b>A</b> & B, 23.4 ms, not a favourite"_s);
+        // A record without id is no favourite, not even of id 0.
+        store.allService.removeLast();
+        favorites.reloadData();
+        QCOMPARE(shownAt(favorites, 1), u" 0 Unknown location, favourite"_s);
+    }
 
-    void rowViewsAreFewWhateverTheLength();
-    void drawingSettles();
-
-    void aStarSendsItsRequestAndRefreshes_data();
-    void aStarSendsItsRequestAndRefreshes();
-    void recentPlacesAreFourAndRefuseSelection();
-    void everyCountryHasAFlag();
-};
-
-void ServerListsTest::aCountryRowShowsTheFirstRecordWithItsId_data()
-{
-    QTest::addColumn<QList<Service>>("all");
-    QTest::addColumn<Service>("entry");
-    QTest::addColumn<QStringList>("shown");
-    QTest::addColumn<qint64>("tag");
-
-    const QList<double> measured{1, 99, 23.4375};
-    QTest::newRow("latency in the store of all endpoints only")
-        << QList{endpoint(7, u"Oslo"_s, measured)} << endpoint(7, u"Oslo"_s)
-        << QStringList{u"us"_s, u"Oslo"_s, u"23.4 ms"_s} << qint64(7);
-    QTest::newRow("no latency yet") << QList{endpoint(7, u"Oslo"_s)} << endpoint(7, u"Oslo"_s, measured)
-                                    << QStringList{u"us"_s, u"Oslo"_s, u""_s} << qint64(7);
-    QTest::newRow("id twice") << QList{endpoint(7, u"First"_s), endpoint(7, u"Second"_s)}
-                              << endpoint(7, u"Second"_s) << QStringList{u"us"_s, u"First"_s, u""_s}
-                              << qint64(7);
-    QTest::newRow("id unknown") << QList{endpoint(8, u"Other"_s), endpoint({}, u"Without"_s)}
-                                << endpoint(7, u"Oslo"_s) << QStringList{u""_s, u""_s, u""_s} << qint64(0);
-    QTest::newRow("id absent") << QList{endpoint(0, u"Zero"_s), endpoint({}, u"Without"_s)}
-                               << endpoint({}, u"Any"_s) << QStringList{u"us"_s, u"Without"_s, u""_s}
-                               << qint64(0);
-    QTest::newRow("mark-up and an ampersand in the name")
-        << QList{endpoint(7, u"<b>A</b> & B"_s)} << endpoint(7, u""_s)
-        << QStringList{u"us"_s, u"<b>A</b> & B"_s, u""_s} << qint64(7);
-}
-
-void ServerListsTest::aCountryRowShowsTheFirstRecordWithItsId()
-{
-    QFETCH(QList<Service>, all);
-    QFETCH(Service, entry);
-    ServiceManager::shared().allService = all;
-    ServiceManager::shared().countryService = {entry};
-    CountryTV list;
-    list.reloadData();
-    const auto *cell = cellAt<CountryCellView>(list, 0);
-    QVERIFY(cell);
-    const QStringList shown{cell->flagImageView->imageName(), cell->countryLabel->text(),
-                            cell->pingLabel->text()};
-    QTEST(shown, "shown");
-    QTEST(cell->starBtn->tag(), "tag");
-}
-
-void ServerListsTest::aFavoriteRowShowsTheFirstRecordWithItsId()
-{
-    ServiceManager &store = ServiceManager::shared();
-    store.allService = {endpoint({}, u"Without"_s), endpoint(3, u"Rome"_s, QList<double>{1, 2, 3})};
-    store.favService = {3, 0};
-    FavoriteTV list;
-    list.reloadData();
-    QCOMPARE(list.rowCount(), 2);
-    QCOMPARE(cellAt<FavoriteCellView>(list, 0)->countryLabel->text(), u"Rome"_s);
-    QCOMPARE(cellAt<FavoriteCellView>(list, 0)->pingLbl->text(), u"3.0 ms"_s);
-    QCOMPARE(cellAt<FavoriteCellView>(list, 0)->starBtn->accessibleName(), u"Remove Rome from favourites"_s);
-    // A record without id is no favourite, not even of id 0.
-    QCOMPARE(cellAt<FavoriteCellView>(list, 1)->countryLabel->text(), QString());
-    QCOMPARE(cellAt<FavoriteCellView>(list, 1)->starBtn->tag(), 0);
-}
-
-void ServerListsTest::rowsFollowAnotherListOfTheSameLength()
-{
-    ServiceManager &store = ServiceManager::shared();
-    storeMany(3);
-    CountryTV list;
-    showFilled(list);
-    store.allService[1].ping = QList<double>{1, 1, 8.05};
-    list.reloadData();
-    QCOMPARE(cellAt<CountryCellView>(list, 1)->pingLabel->text(), u"8.1 ms"_s);
-
-    QList<Service> reversed;
-    for (const Service &service : std::as_const(store.allService))
-        reversed.prepend(service);
-    store.allService = reversed;
-    store.countryService = reversed;
-    list.reloadData();
-    QCOMPARE(cellAt<CountryCellView>(list, 0)->countryLabel->text(), u"Place 3"_s);
-    QCOMPARE(cellAt<CountryCellView>(list, 0)->starBtn->tag(), 3);
-
-    // Rows are counted when the list is reloaded; an entry that is gone before the next time shows nothing.
-    store = {};
-    QCOMPARE(list.rowCount(), 3);
-    list.resize(list.width(), 30);
-    list.resize(list.width(), 210);
-    QCOMPARE(cellAt<CountryCellView>(list, 2)->countryLabel->text(), QString());
-}
-
-void ServerListsTest::aBrokenInvariantIsFatal_data()
-{
-    QTest::addColumn<int>("fault");
-    QTest::newRow("latency list of two") << 0;
-    QTest::newRow("label missing in the layout") << 1;
-    QTest::newRow("another kind of row in the layout") << 2;
-}
-
-void ServerListsTest::aBrokenInvariantIsFatal()
-{
-    QFETCH(int, fault);
-    storeMany(1);
-    CountryTV list;
-    list.reloadData();
-    const auto breakIt = [&] {
-        if (fault == 0)
-            ServiceManager::shared().allService[0].ping = QList<double>{1, 2};
-        else if (fault == 1)
-            delete cellAt<CountryCellView>(list, 0)->pingLabel.get();
-        else
-            list.registerLayout(cellLayoutNamed(u"recent"_s), list.cellIdentifierName);
-        // A longer list needs new row views.
-        for (int count = 0; count < 50; ++count)
-            ServiceManager::shared().countryService.append(endpoint(1, u"More"_s));
-        list.resize(300, 600);
+    void brokenInvariantsAreFatal()
+    {
+        storeMany(1);
+        CountryTV list;
         list.reloadData();
-    };
-    QVERIFY(runsToItsDeath(breakIt).aborted);
-}
-
-void ServerListsTest::rowViewsAreFewWhateverTheLength()
-{
-    storeMany(100'000);
-    CountryTV list;
-    showFilled(list);
-    const int end = list.verticalScrollBar()->maximum();
-    QCOMPARE(end, 100'000 * 35 - list.viewport()->height());
-    for (int place = 0; place <= end; place += end / 200) {
-        list.verticalScrollBar()->setValue(place);
-        const CountryCellView *const top = cellAt<CountryCellView>(list, place / 35);
-        QCOMPARE(top->countryLabel->text(), u"Place %1"_s.arg(place / 35 + 1));
-        QCOMPARE(top->y(), -(place % 35));
+        const auto diesBy = [&list](const std::function<void()> &fault) {
+            return runsToItsDeath([&] {
+                       fault();
+                       list.reloadData();
+                   })
+                .aborted;
+        };
+        QVERIFY(!diesBy([] { storeMany(2); }));
+        QVERIFY(diesBy([] { ServiceManager::shared().allService[0].ping = QList<double>{1, 2}; }));
+        QVERIFY(diesBy([&] { delete cellAt(list, 0)->countryLabel.get(); }));
+        QVERIFY(diesBy([&] {
+            list.registerLayout(cellLayoutNamed(u"recent"_s), list.cellIdentifierName);
+            storeMany(2);
+        }));
     }
-    list.reloadData();
-    QVERIFY2(list.viewCount() <= 8, qPrintable(QString::number(list.viewCount())));
-}
 
-void ServerListsTest::drawingSettles()
-{
-    storeMany(5);
-    ServiceManager::shared().favService = {1, 2};
-    QWidget window;
-    Paints paints;
-    const QList<TableView *> lists{new CountryTV(&window), new FavoriteTV(&window), new RecentTV(&window)};
-    for (TableView *const list : lists) {
-        list->viewport()->installEventFilter(&paints);
-        list->setGeometry(400 * static_cast<int>(lists.indexOf(list)), 0, 380, 150);
+    void rowViewsAreFewWhateverTheLength()
+    {
+        storeMany(100'000);
+        CountryTV list;
+        showFilled(list);
+        const int end = list.verticalScrollBar()->maximum();
+        QCOMPARE(end, 100'000 * 35 - list.viewport()->height());
+        for (int place = 0; place <= end; place += end / 200) {
+            list.verticalScrollBar()->setValue(place);
+            QCOMPARE(cellAt(list, place / 35)->countryLabel->text(), u"Place %1"_s.arg(place / 35 + 1));
+            QCOMPARE(cellAt(list, place / 35)->y(), -(place % 35));
+        }
+        list.reloadData();
+        QVERIFY2(list.viewCount() <= 8, qPrintable(QString::number(list.viewCount())));
+        // Rows are counted when the list is reloaded; one whose entry is gone before shows nothing.
+        storeMany(3);
+        list.verticalScrollBar()->setValue(0);
+        QCOMPARE(shownAt(list, 3), u" 0 Unknown location, not a favourite"_s);
     }
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTRY_VERIFY(paints.count > 0);
-    const auto settle = [&] {
-        for (int turn = 0; turn < 20; ++turn)
-            QCoreApplication::processEvents();
-    };
-    settle();
-    paints.count = 0;
-    for (TableView *const list : lists)
-        list->reloadData();
-    settle();
-    // Nothing has changed, so nothing is drawn again.
-    QCOMPARE(paints.count, 0);
-    lists.first()->viewport()->update();
-    settle();
-    QCOMPARE(paints.count, 1);
-}
 
-void ServerListsTest::aStarSendsItsRequestAndRefreshes_data()
-{
-    QTest::addColumn<bool>("isFavorite");
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<bool>("refreshes");
-    QTest::newRow("added") << false << QByteArray(R"({"success":true})") << true;
-    QTest::newRow("removed") << true << QByteArray(R"({"success":true})") << true;
-    QTest::newRow("refused") << false << QByteArray(R"({"success":false})") << false;
-    QTest::newRow("without a success flag") << true << QByteArray("{}") << false;
-    QTest::newRow("undecodable") << false << QByteArray("no") << false;
-}
-
-void ServerListsTest::aStarSendsItsRequestAndRefreshes()
-{
-    QFETCH(bool, isFavorite);
-    QFETCH(QByteArray, reply);
-    QFETCH(bool, refreshes);
-    ScriptedServer server;
-    setApiBaseUrl(server.baseUrl());
-    const std::shared_ptr<FakeHome> home = FakeHome::install();
-    server.answer(reply);
-    server.answer(R"({"endpoints":[{"id":5,"name":"n","country":"US"}]})");
-    storeMany(9);
-    ServiceManager::shared().favService = {5};
-
-    FavoriteTV favorites;
-    CountryTV countries;
-    favorites.reloadData();
-    countries.reloadData();
-    EndpointCellView *const cell = isFavorite ? static_cast<EndpointCellView *>(favorites.viewAtRow(0))
-                                              : static_cast<EndpointCellView *>(countries.viewAtRow(4));
-    cell->starBtn->click();
-
-    QTRY_COMPARE(server.requests.size(), refreshes ? 2 : 1);
-    QCOMPARE(server.requests[0].method, isFavorite ? "DELETE" : "POST");
-    QVERIFY(server.requests[0].path.contains("/favorite"));
-    QVERIFY(server.requests[0].body.contains('5'));
-    // The list reply goes to the screen that was the current one when the star's reply came.
-    QTRY_COMPARE(home->replies.size(), refreshes ? 1 : 0);
-    if (refreshes)
-        QCOMPARE(home->replies[0]->first().id, 5);
-}
-
-void ServerListsTest::recentPlacesAreFourAndRefuseSelection()
-{
-    RecentTV list;
-    list.resize(300, 200);
-    list.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&list));
-    QStringList shown;
-    for (int row = 0; row < list.rowCount(); ++row) {
-        const auto *cell = cellAt<RecentCellView>(list, row);
-        QCOMPARE(cell->height(), 36);
-        QCOMPARE(cell->flagImageView->imageName(), cell->flag.toLower());
-        shown << cell->flag << cell->countryLabel->text();
+    void drawingSettles()
+    {
+        storeMany(5);
+        CountryTV list;
+        Paints paints;
+        list.viewport()->installEventFilter(&paints);
+        showFilled(list);
+        const auto paintsAfter = [&paints](const std::function<void()> &action) {
+            paints.count = 0;
+            action();
+            for (int turn = 0; turn < 20; ++turn)
+                QCoreApplication::processEvents();
+            return paints.count;
+        };
+        QTRY_COMPARE(paintsAfter([] {}), 0);
+        // Nothing has changed, so nothing is drawn again.
+        QCOMPARE(paintsAfter([&list] { list.reloadData(); }), 0);
+        QCOMPARE(paintsAfter([&list] { list.viewport()->update(); }), 1);
     }
-    QCOMPARE(shown, (QStringList{u"US"_s, u"United States"_s, u"GB"_s, u"United Kingdom"_s, u"CA"_s,
-                                 u"Canada"_s, u"FR"_s, u"France"_s}));
-    QTest::mousePress(list.viewport(), Qt::LeftButton, {}, {60, 50});
-    list.selectRow(1);
-    QTest::keyClick(&list, Qt::Key_Down);
-    QCOMPARE(list.selectedRow(), -1);
-}
 
-void ServerListsTest::everyCountryHasAFlag()
-{
-    for (const QString &code : Countries::codes()) {
-        CircleImageView view;
-        view.setImageNamed(code.toLower());
-        view.resize(24, 24);
-        const QImage image = view.grab().toImage().convertToFormat(QImage::Format_RGB32);
-        QVERIFY2(image.pixel(12, 12) != image.pixel(0, 0) || image.pixel(12, 4) != image.pixel(0, 0),
-                 qPrintable(code));
+    void aStarSendsItsRequestAndRefreshes()
+    {
+        storeMany(9);
+        ServiceManager::shared().favService = {5};
+        FavoriteTV favorites;
+        CountryTV countries;
+        favorites.reloadData();
+        countries.reloadData();
+        const auto home = std::make_shared<FakeHome>();
+        FakeHome::setCurrent(home);
+        ScriptedServer server;
+        const auto press = [&server](TableView &list, int row, const QByteArray &reply) {
+            server.answer(reply);
+            cellAt(list, row)->starBtn->click();
+        };
+        press(countries, 4, "{\"success\":false}");
+        QTRY_COMPARE(server.requests.size(), 1);
+        press(countries, 4, "no");
+        QTRY_COMPARE(server.requests.size(), 2);
+        press(countries, 4, "{\"success\":true}");
+        server.answer("{}");
+        QTRY_COMPARE(home->replies, 1);
+        press(favorites, 0, "{\"success\":true}");
+        server.answer("{}");
+        QTRY_COMPARE(home->replies, 2);
+        // What is refused is followed by no request of the list.
+        QCOMPARE(server.requests.size(), 6);
+        QCOMPARE(server.requests[2].body, QByteArray("{\"endpoint\":5}"));
+        QCOMPARE(server.requests[4].path, QByteArray("/api/favorite/5"));
     }
-}
+
+    void recentPlacesAreFourAndRefuseSelection()
+    {
+        RecentTV list;
+        showFilled(list);
+        QStringList shown;
+        for (const TableCellView *const view : list.visibleViews())
+            shown << view->findChild<CircleImageView *>()->imageName() + u' ' + view->spokenText();
+        QCOMPARE(shown, (QStringList{u"us United States"_s, u"gb United Kingdom"_s, u"ca Canada"_s,
+                                     u"fr France"_s}));
+        QTest::mousePress(list.viewport(), Qt::LeftButton, {}, {60, 50});
+        QTest::keyClick(&list, Qt::Key_Down);
+        QCOMPARE(list.selectedRow(), -1);
+    }
+
+    void everyCountryHasAFlag()
+    {
+        for (const QString &code : Countries::codes()) {
+            const QImage flag = pictures::flag(code.toLower(), 24, 1).toImage();
+            QVERIFY2(!flag.isNull() && qAlpha(flag.pixel(12, 12)) == 255, qPrintable(code));
+        }
+    }
+
+    void whatAPersonSelectsIsReported()
+    {
+        storeMany(3);
+        CountryTV list;
+        QList<qint64> reports;
+        list.selectedEndpointDelegate = [&reports](qint64 id, const TableView *) {
+            reports.append(id);
+        };
+        showFilled(list);
+        // Below the last row there is nothing to select.
+        for (const int y : {50, 50, 150, 150, 10})
+            QTest::mousePress(list.viewport(), Qt::LeftButton, {}, {60, y});
+        QTest::mousePress(list.viewport(), Qt::LeftButton, Qt::ControlModifier, {60, 10});
+        QCOMPARE(reports, (QList<qint64>{2, -1, 1, -1}));
+    }
+
+    void theKeyboardReachesRowsAndTheStarOfTheSelectedOne()
+    {
+        storeMany(50);
+        CountryTV list;
+        showFilled(list);
+        const QList<std::pair<Qt::Key, int>> steps{
+            {Qt::Key_Down, 0}, {Qt::Key_End, 49}, {Qt::Key_Down, 49}, {Qt::Key_PageUp, 44},
+            {Qt::Key_Up, 43},  {Qt::Key_Home, 0}, {Qt::Key_Up, 0},    {Qt::Key_PageDown, 5},
+        };
+        for (const auto &[key, row] : steps) {
+            QTest::keyClick(&list, key);
+            QCOMPARE(list.selectedRow(), row);
+            QVERIFY(list.viewport()->rect().contains(list.viewAtRow(row)->geometry()));
+        }
+        // The time between keys ends one search; the next one begins behind the selected row.
+        QApplication::setKeyboardInputInterval(60000);
+        QTest::keyClicks(&list, u"place 4"_s);
+        QCOMPARE(list.selectedRow(), 39);
+        QApplication::setKeyboardInputInterval(0);
+        QTest::keyClicks(&list, u"px"_s);
+        QCOMPARE(list.selectedRow(), 40);
+
+        list.verticalScrollBar()->setValue(0);
+        QTest::keyClick(&list, Qt::Key_Tab);
+        QCOMPARE(list.focusWidget(), cellAt(list, 40)->starBtn.get());
+        // Moving on from a star leads to the next star.
+        QTest::keyClick(list.focusWidget(), Qt::Key_Up);
+        IconButton *const star = cellAt(list, 39)->starBtn.get();
+        QCOMPARE(list.focusWidget(), star);
+        const QSignalSpy pressed(star, &IconButton::clicked);
+        QTest::keyClick(star, Qt::Key_Return);
+        QTest::keyClick(star, Qt::Key_Space);
+        QCOMPARE(pressed.size(), 2);
+        // One that scrolls away leaves the focus with its list, not with what comes behind it.
+        QPushButton behind(&list);
+        behind.show();
+        list.verticalScrollBar()->setValue(0);
+        QVERIFY(list.hasFocus());
+    }
+};
 
 QTEST_MAIN(ServerListsTest)
 #include "ServerListsTest.moc"
