@@ -7,6 +7,8 @@
 #define SECRET_API_SUBJECT_TO_CHANGE 1
 #include <libsecret/secret.h>
 
+#include <algorithm>
+
 namespace velmora {
 
 using namespace Qt::StringLiterals;
@@ -158,7 +160,7 @@ Result<> SecretConversation::create(const QByteArray &collection, const QString 
     return Success{};
 }
 
-Result<QByteArray> SecretConversation::find(const QString &serviceName, const QString &key)
+Result<QByteArrayList> SecretConversation::find(const QString &serviceName, const QString &key)
 {
     const GHashTablePtr attributes = attributesOf(serviceName, key);
     const auto result = call.run([&](GCancellable *cancellable, GAsyncReadyCallback ready, gpointer data) {
@@ -172,13 +174,24 @@ Result<QByteArray> SecretConversation::find(const QString &serviceName, const QS
     char **locked = nullptr;
     if (!secret_service_search_for_dbus_paths_finish(service.get(), result.get(), &unlocked, &locked, &error))
         return failure(error);
-    const QByteArray path = unlocked[0];
-    const bool onlyLocked = path.isEmpty() && locked[0] != nullptr;
+    QByteArrayList paths;
+    for (char **path = unlocked; *path != nullptr; ++path)
+        paths.append(*path);
+    const bool onlyLocked = paths.isEmpty() && locked[0] != nullptr;
     g_strfreev(unlocked);
     g_strfreev(locked);
     if (onlyLocked)
         return isLocked();
-    return path;
+    // The user may have made another collection the default one since an item was stored.
+    if (paths.size() > 1) {
+        const Result<QByteArray> collection = defaultCollection();
+        if (!collection)
+            return collection.error();
+        std::stable_partition(paths.begin(), paths.end(), [&collection](const QByteArray &path) {
+            return path.startsWith(*collection + '/');
+        });
+    }
+    return paths;
 }
 
 Result<QString> SecretConversation::textAt(const QByteArray &path)

@@ -3,7 +3,7 @@
 #include "platform/BoundedCall.h"
 #include "platform/Result.h"
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
 
 #include <memory>
@@ -43,8 +43,9 @@ public:
 
     Result<> create(const QByteArray &collection, const QString &serviceName, const QString &key,
                     const QString &text);
-    /// The item of this service and key; empty when there is none.
-    Result<QByteArray> find(const QString &serviceName, const QString &key);
+    /// The items of this service and key that are not locked, that of the default collection before those of
+    /// others.
+    Result<QByteArrayList> find(const QString &serviceName, const QString &key);
     Result<QString> textAt(const QByteArray &path);
     /// The text of the item at the path if it is that of this service and key.
     Result<std::optional<QString>> resolve(const QByteArray &path, const QString &serviceName,

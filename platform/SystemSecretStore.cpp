@@ -70,12 +70,14 @@ Result<> SystemSecretStore::store(const QString &service, const QString &key, co
 Result<> SystemSecretStore::remove(const QString &service, const QString &key)
 {
     return ask<Result<>>(operationLimit, [&](SecretConversation &open) -> Result<> {
-        const Result<QByteArray> path = open.find(service, key);
-        if (!path)
-            return path.error();
-        if (path->isEmpty())
-            return Success{};
-        return open.eraseAt(*path);
+        const Result<QByteArrayList> paths = open.find(service, key);
+        if (!paths)
+            return paths.error();
+        for (const QByteArray &path : *paths) {
+            if (const Result<> erased = open.eraseAt(path); !erased)
+                return erased;
+        }
+        return Success{};
     });
 }
 
@@ -83,12 +85,12 @@ Result<std::optional<QString>> SystemSecretStore::read(const QString &service, c
 {
     using Answer = Result<std::optional<QString>>;
     return ask<Answer>(operationLimit, [&](SecretConversation &open) -> Answer {
-        const Result<QByteArray> path = open.find(service, key);
-        if (!path)
-            return path.error();
-        if (path->isEmpty())
+        const Result<QByteArrayList> paths = open.find(service, key);
+        if (!paths)
+            return paths.error();
+        if (paths->isEmpty())
             return std::optional<QString>{};
-        const Result<QString> text = open.textAt(*path);
+        const Result<QString> text = open.textAt(paths->first());
         if (!text)
             return text.error();
         return std::optional(*text);
@@ -100,10 +102,10 @@ Result<std::optional<QByteArray>> SystemSecretStore::persistentReference(const Q
 {
     using Answer = Result<std::optional<QByteArray>>;
     return ask<Answer>(operationLimit, [&](SecretConversation &open) -> Answer {
-        const Result<QByteArray> path = open.find(service, key);
-        if (!path)
-            return path.error();
-        return path->isEmpty() ? std::optional<QByteArray>{} : std::optional(*path);
+        const Result<QByteArrayList> paths = open.find(service, key);
+        if (!paths)
+            return paths.error();
+        return paths->isEmpty() ? std::optional<QByteArray>{} : std::optional(paths->first());
     });
 }
 
