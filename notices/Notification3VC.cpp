@@ -41,13 +41,14 @@ void Notification3VC::exitButtonClicked()
 
 void Notification3VC::openButtonClicked()
 {
-    if (Window *const login = currentWindow())
-        login->close();
     const std::shared_ptr<Storyboard> board = storyboard();
     const std::shared_ptr<Screen> screen =
         board ? board->instantiate(u"LoginVC"_s, u"ViewController"_s) : nullptr;
-    if (screen)
-        Window::windowWithContentViewController(screen)->makeKeyAndOrderFront();
+    if (!screen)
+        return;
+    if (Window *const login = currentWindow())
+        login->close();
+    Window::windowWithContentViewController(screen)->makeKeyAndOrderFront();
     closeButtonClicked();
 }
 
