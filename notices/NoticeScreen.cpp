@@ -30,7 +30,6 @@ void NoticeScreen::viewDidAppear()
             fatalError(u"A notice has appeared without a window"_s);
         shownIn->move(noticePosition(main->geometry(), main->availableGeometry(), shownIn->size()));
     }
-    didPlaceWindow();
     if (shownIn != nullptr)
         shownIn->setStyleMask(shownIn->styleMask() & ~(WindowStyleMaskTitled | WindowStyleMaskResizable));
     // Return runs the main action.

@@ -18,8 +18,6 @@ public:
 protected:
     /// Lets Escape close the notice.
     void closeOnEscape(QWidget *card);
-    /// Between the placing of the window and the removal of its title.
-    virtual void didPlaceWindow() {}
 };
 
 } // namespace velmora
