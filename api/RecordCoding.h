@@ -16,7 +16,7 @@ QByteArray encodeFrom(const void *record, const ValueType &type);
 /// Decodes a JSON object. The error's message names the path of the key and what was expected there.
 ///
 /// Of a key that stands twice the last counts. An integer counts by the exact value of its digits, however it
-/// is written (3.0, 1e2). Objects and lists nest at most `maximumNesting` deep, unknown keys included.
+/// is written (3.0, 1e2).
 template<class Record>
 Result<Record> decode(const QByteArray &json)
 {
@@ -33,7 +33,5 @@ QByteArray encode(const Record &record)
 {
     return encodeFrom(&record, detail::TypeOf<Record>::value);
 }
-
-constexpr int maximumNesting = 128;
 
 } // namespace velmora

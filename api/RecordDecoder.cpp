@@ -16,6 +16,8 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr size_t maximumFaultLength = 300;
+
 const char *nameOf(ValueKind kind)
 {
     switch (kind) {
@@ -125,7 +127,8 @@ public:
     bool parse_error(size_t, const std::string &, const nlohmann::detail::exception &error) override
     {
         if (syntaxFault.empty())
-            syntaxFault = error.what();
+            // It quotes what stands there, however long that is.
+            syntaxFault = std::string(error.what()).substr(0, maximumFaultLength);
         return false;
     }
 
@@ -234,10 +237,6 @@ private:
 
     bool open(ValueKind kind, const char *found)
     {
-        if (++depth > maximumNesting) {
-            syntaxFault = "nested more than " + std::to_string(maximumNesting) + " deep";
-            return false;
-        }
         if (skipDepth > 0) {
             ++skipDepth;
             return true;
@@ -253,7 +252,6 @@ private:
 
     bool close()
     {
-        --depth;
         if (skipDepth > 0) {
             --skipDepth;
             return true;
@@ -324,7 +322,6 @@ private:
     std::vector<Frame> frames;
     /// How deep inside a value that is passed over.
     int skipDepth = 0;
-    int depth = 0;
     std::string rootFault;
     std::string syntaxFault;
 };
