@@ -4,6 +4,7 @@
 #include "platform/Configuration.h"
 #include "platform/Log.h"
 #include "platform/NetworkParts.h"
+#include "platform/ProcessInfo.h"
 #include "platform/VPNManager.h"
 
 #include <QCoreApplication>
@@ -91,6 +92,8 @@ QString CommandLine::versionText()
 
 int CommandLine::cleanUp()
 {
+    if (!ProcessInfo::runsOnGLib())
+        return 1;
     const std::unique_ptr<VPNManager> manager = networkParts().makeVPNManager();
     Cleanup cleanup(*manager);
     QObject::connect(&cleanup, &Cleanup::finished, qApp, &QCoreApplication::exit);

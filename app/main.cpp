@@ -7,7 +7,6 @@
 #include "platform/ApplicationInstance.h"
 #include "platform/Configuration.h"
 #include "platform/DesktopAppearance.h"
-#include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/SystemSecretStore.h"
 #include "resources/Pictures.h"
@@ -16,27 +15,17 @@
 #include "ui/Style.h"
 #include "ui/Window.h"
 
-#include <QAbstractEventDispatcher>
+#include <QScopeGuard>
 
 #include <csignal>
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// The platform's libraries report through GLib's main loop; under another one they would stay silent for
-/// ever.
-bool runsOnGLib()
-{
-    return QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib");
-}
-
-} // namespace
-
 int main(int argc, char *argv[])
 {
     using namespace velmora;
 
+    ProcessInfo::openStandardFiles();
     ProcessInfo::leaveNoCoreDump();
     // A standard output that nobody reads any more must not end the client.
     std::signal(SIGPIPE, SIG_IGN);
@@ -52,11 +41,8 @@ int main(int argc, char *argv[])
 
     const QString activationToken = ApplicationInstance::activationTokenOfStart();
     const VelmoraApp application(argc, argv);
-    if (!runsOnGLib()) {
-        systemLog(
-            u"Qt does not run on GLib's event loop here (is QT_NO_GLIB set?); the client cannot work"_s);
+    if (!ProcessInfo::runsOnGLib())
         return 1;
-    }
 
     // Wayland's plugin takes it at the first window; elsewhere nothing that the client starts inherits it.
     if (!VelmoraApp::platformName().startsWith(u"wayland"_s))
@@ -72,6 +58,7 @@ int main(int argc, char *argv[])
     // The one moment at which the user may be asked; what fails after it fails without a word.
     static_cast<void>(store->unlock());
     SecretStore::setShared(std::move(store));
+    const auto end = qScopeGuard([] { SecretStore::setShared(nullptr); });
     const LateNetwork network;
 
     int status = 0;

@@ -7,7 +7,8 @@ namespace velmora {
 /// Writes one message to the system log: the journal, or standard error where a console or a test reads it.
 void systemLog(const QString &message);
 
-/// Writes one line to standard output and flushes it. A standard output that nobody reads loses the line.
+/// Writes one line to standard output and flushes it. Where the reader has gone, the
+/// line is lost.
 void printLine(const QString &line);
 
 /// Writes one line to standard error, for the person who called the program on a terminal.

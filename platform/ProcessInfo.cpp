@@ -1,10 +1,18 @@
 #include "platform/ProcessInfo.h"
 
+#include "platform/Log.h"
+
+#include <QAbstractEventDispatcher>
+
 #include <algorithm>
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace velmora {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -20,6 +28,23 @@ OperatingSystemVersion ProcessInfo::operatingSystemVersion()
 void ProcessInfo::setOperatingSystemVersion(const OperatingSystemVersion &version)
 {
     current = version;
+}
+
+bool ProcessInfo::runsOnGLib()
+{
+    if (QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib"))
+        return true;
+    systemLog(u"Qt does not run on GLib's event loop here (is QT_NO_GLIB set?); the client cannot work"_s);
+    return false;
+}
+
+void ProcessInfo::openStandardFiles()
+{
+    for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // The lowest free number is the one that is closed.
+        if (::fcntl(file, F_GETFD) < 0)
+            ::open("/dev/null", O_RDWR);
+    }
 }
 
 // One byte, not none: a collector that the kernel pipes dumps to is called with a limit of none as well, and

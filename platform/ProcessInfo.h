@@ -19,6 +19,13 @@ public:
     /// Makes the process believe that it runs on another level.
     static void setOperatingSystemVersion(const OperatingSystemVersion &version);
 
+    /// Whether Qt's event loop is GLib's. The platform's libraries report through that one; under another
+    /// they would stay silent for ever. Needs the application object; the reason goes to the system log.
+    static bool runsOnGLib();
+
+    /// Gives each of the standard files that is closed at the start to /dev/null: what is opened next would
+    /// take its place, and get what is meant for standard output.
+    static void openStandardFiles();
     /// From here on a crash leaves no image of the memory behind, in which passwords would be.
     static void leaveNoCoreDump();
 };
