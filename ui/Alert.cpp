@@ -6,12 +6,21 @@ namespace velmora {
 
 namespace {
 
+using namespace Qt::StringLiterals;
+
 /// About what fits on a screen; a service can send far more.
-constexpr qsizetype alertCharacters = 2000;
+constexpr qsizetype beginningCharacters = 1500;
+constexpr qsizetype endCharacters = 500;
+
+/// The text as it stands, or, where it is too long to be shown, its beginning and its end.
+QString shown(const QString &text)
+{
+    if (text.size() <= beginningCharacters + endCharacters)
+        return text;
+    return text.left(beginningCharacters) + u" … "_s + text.right(endCharacters);
+}
 
 } // namespace
-
-using namespace Qt::StringLiterals;
 
 void runAlert(QWidget *parent, const QString &informativeText)
 {
@@ -20,7 +29,7 @@ void runAlert(QWidget *parent, const QString &informativeText)
     alert.setText(u"Alert"_s);
     // The service's own words come in here: they are text, never mark-up.
     alert.setTextFormat(Qt::PlainText);
-    alert.setInformativeText(informativeText.left(alertCharacters));
+    alert.setInformativeText(shown(informativeText));
     alert.addButton(u"OK"_s, QMessageBox::AcceptRole);
     alert.exec();
 }

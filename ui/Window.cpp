@@ -4,7 +4,6 @@
 #include "ui/Screen.h"
 
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QMenuBar>
 #include <QScreen>
 #include <QShowEvent>
@@ -214,8 +213,12 @@ bool Window::event(QEvent *event)
     if (event->type() == QEvent::Paint && activation)
         windowsystem::activate(*windowHandle(), *std::exchange(activation, std::nullopt));
     // A content that needs more room gets it, as when a notice comes into it.
-    if (event->type() == QEvent::LayoutRequest && content && leastSize() != minimumSize())
-        applySizeBounds();
+    if (event->type() == QEvent::LayoutRequest && content) {
+        const QSize least = leastSize();
+        const bool isFixed = minimumSize() == maximumSize();
+        if (isFixed ? least.expandedTo(size()) != size() : least != minimumSize())
+            applySizeBounds();
+    }
     return handled;
 }
 
