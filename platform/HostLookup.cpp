@@ -50,6 +50,7 @@ void lookupEnded(GObject *source, GAsyncResult *result, gpointer data)
         remembered.addresses.emplace_back(text.get());
     }
     g_resolver_free_addresses(found);
+    memory().removeIf([](const auto &known) { return known->until < Clock::now(); });
     if (!addresses.empty())
         memory().insert(lookup->name, remembered);
     if (!g_cancellable_is_cancelled(lookup->cancellable.get()))

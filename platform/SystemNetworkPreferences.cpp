@@ -69,10 +69,11 @@ void SystemNetworkPreferences::load(LoadHandler handler)
         }
         // libnm's copy is still the old one for a while after a save.
         GDBusConnection *bus = nm_client_get_dbus_connection(client.handle());
-        const auto answered = [handler, keptBus = refObject(bus).release()](GAsyncResult *result) {
-            const GObjectPtr<GDBusConnection> asked(keptBus);
+        const auto answered = [handler](GAsyncResult *result) {
+            const GObjectPtr<GObject> asked(g_async_result_get_source_object(result));
             GError *error = nullptr;
-            const GVariantPtr reply(g_dbus_connection_call_finish(asked.get(), result, &error));
+            const GVariantPtr reply(
+                g_dbus_connection_call_finish(G_DBUS_CONNECTION(asked.get()), result, &error));
             if (!reply) {
                 handler(systemnetwork::failure(error));
                 return;
@@ -101,10 +102,11 @@ void SystemNetworkPreferences::remove(SaveHandler handler)
             handler(running);
             return;
         }
-        const auto deleted = [handler, kept = refObject(saved).release()](GAsyncResult *result) {
-            const GObjectPtr<NMRemoteConnection> asked(kept);
+        const auto deleted = [handler](GAsyncResult *result) {
+            const GObjectPtr<GObject> asked(g_async_result_get_source_object(result));
             GError *error = nullptr;
-            const bool done = nm_remote_connection_delete_finish(asked.get(), result, &error) != FALSE;
+            const bool done = nm_remote_connection_delete_finish(NM_REMOTE_CONNECTION(asked.get()), result,
+                                                                 &error) != FALSE;
             handler(done ? Result<>(Success{}) : systemnetwork::failure(error));
         };
         nm_remote_connection_delete_async(saved, calls.cancellable(), SystemNetworkCalls::ready,

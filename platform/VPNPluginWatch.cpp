@@ -1,6 +1,7 @@
 #include "platform/VPNPluginWatch.h"
 
 #include "platform/GLibPointer.h"
+#include "platform/SystemNetworkProfile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -13,8 +14,6 @@ namespace velmora {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr auto pluginService = "org.freedesktop.NetworkManager.vpnc";
 
 struct GKeyFileUnref
 {
@@ -30,7 +29,7 @@ bool describesPlugin(const QString &path)
     const auto value = [&file](const char *key) {
         return GCharPtr(g_key_file_get_string(file.get(), "VPN Connection", key, nullptr));
     };
-    return value("name") && qstrcmp(value("service").get(), pluginService) == 0;
+    return value("name") && qstrcmp(value("service").get(), SystemNetworkProfile::serviceType) == 0;
 }
 
 bool holdsPlugin(const QString &folder)
