@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPointer>
 
 namespace velmora {
 

@@ -11,7 +11,6 @@
 #include "ui_HomeVC.h"
 
 #include <QSet>
-#include <QTimer>
 
 #include <algorithm>
 

@@ -18,7 +18,8 @@ constexpr std::chrono::milliseconds slowInterval = 5000ms;
 constexpr qint64 probedPort = 443;
 constexpr qint64 ticksInCycle = 5;
 
-/// The timers that run. Never destroyed: a timer and the screen that it shares live until the process ends.
+/// The timers that run, never destroyed: a timer and the screen that it shares live until the process ends.
+/// They are reachable from here, which tells them from what was forgotten.
 QSet<QTimer *> &runningTimers()
 {
     static auto *const timers = new QSet<QTimer *>;
@@ -35,7 +36,7 @@ std::chrono::milliseconds HomeVC::refreshInterval() const
 void HomeVC::setTimerMode(TimerMode mode)
 {
     const auto wanted = mode == TimerMode::Fast ? fastInterval : slowInterval;
-    if (pingTimer && pingTimer->intervalAsDuration() == wanted)
+    if (pingTimer != nullptr && pingTimer->intervalAsDuration() == wanted)
         return;
     // The old timer may be the one that is firing.
     if (pingTimer != nullptr) {

@@ -7,6 +7,8 @@
 #include <QEvent>
 #include <QPainter>
 
+#include <utility>
+
 namespace velmora {
 
 void StatusCard::setProtected(bool isProtected)

@@ -13,7 +13,6 @@ class StatusCard final : public Card
 public:
     using Card::Card;
 
-    bool isProtected() const { return fillsWithTone; }
     void setProtected(bool isProtected);
 
 Q_SIGNALS:

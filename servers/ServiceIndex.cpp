@@ -12,15 +12,21 @@ const Service *ServiceIndex::first(const QList<Service> &services, std::optional
 {
     if (!describes(services))
         build(services);
-    if (!id)
-        return withoutId ? &services[*withoutId] : nullptr;
-    auto position = positions.constFind(*id);
+    std::optional<qsizetype> position = positionOf(id);
     // Lists that differ may look alike from outside; a record that is not the wanted one tells.
-    if (position != positions.constEnd() && services[*position].id != id) {
+    if (position && services[*position].id != id) {
         build(services);
-        position = positions.constFind(*id);
+        position = positionOf(id);
     }
-    return position != positions.constEnd() ? &services[*position] : nullptr;
+    return position ? &services[*position] : nullptr;
+}
+
+std::optional<qsizetype> ServiceIndex::positionOf(std::optional<qint64> id) const
+{
+    if (!id)
+        return withoutId;
+    const auto found = positions.constFind(*id);
+    return found != positions.constEnd() ? std::optional(*found) : std::nullopt;
 }
 
 bool ServiceIndex::describes(const QList<Service> &services) const

@@ -25,6 +25,7 @@ public:
 private:
     bool describes(const QList<Service> &services) const;
     void build(const QList<Service> &services);
+    std::optional<qsizetype> positionOf(std::optional<qint64> id) const;
 
     const Service *records = nullptr;
     qsizetype size = 0;

@@ -6,6 +6,8 @@
 #include <QPainter>
 #include <QPushButton>
 
+#include <utility>
+
 namespace velmora {
 
 namespace {

@@ -24,7 +24,6 @@ public:
             fatalError(QStringLiteral("A control is missing in the layout"));
         return pointer.data();
     }
-    bool isConnected() const { return !pointer.isNull(); }
 
 private:
     QPointer<T> pointer;
