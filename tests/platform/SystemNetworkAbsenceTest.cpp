@@ -1,10 +1,8 @@
-#include "platform/SystemNetworkLibrary.h"
 #include "platform/SystemNetworkVPNManager.h"
 #include "platform/VPNConnection.h"
 
-#include <QProcess>
-#include <QSignalSpy>
-#include <QTemporaryDir>
+#include <QDBusConnection>
+#include <QDBusVirtualObject>
 #include <QTest>
 
 using namespace velmora;
@@ -12,96 +10,40 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A system bus of the test's own, at an address that it may come to later.
-class PrivateBus
-{
-public:
-    PrivateBus() { qputenv("DBUS_SYSTEM_BUS_ADDRESS", address()); }
-    ~PrivateBus() { stop(); }
-
-    QByteArray address() const { return "unix:path=" + folder.filePath(u"bus"_s).toUtf8(); }
-    bool start()
-    {
-        daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s, u"--address"_s,
-                                        QString::fromUtf8(address())});
-        return daemon.waitForReadyRead();
-    }
-    void stop()
-    {
-        daemon.kill();
-        daemon.waitForFinished();
-    }
-
-private:
-    QTemporaryDir folder;
-    QProcess daemon;
-};
+const QByteArray privateBus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+const QByteArray noBus = "unix:path=/nonexistent";
 
 /// Has NetworkManager's name on the bus and answers nothing.
-class SilentDaemon
+class SilentDaemon final : public QDBusVirtualObject
 {
 public:
-    explicit SilentDaemon(const PrivateBus &bus)
-        : connection(g_dbus_connection_new_for_address_sync(
-              bus.address().constData(),
-              static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                                G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-              nullptr, nullptr, nullptr))
+    SilentDaemon()
     {
-        const GVariantPtr owned(g_dbus_connection_call_sync(
-            connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", NM_DBUS_SERVICE, 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-            nullptr, nullptr));
-        g_dbus_connection_add_filter(connection.get(), drop, nullptr, nullptr);
-    }
-    ~SilentDaemon() { g_dbus_connection_close_sync(connection.get(), nullptr, nullptr); }
-
-private:
-    static GDBusMessage *drop(GDBusConnection *, GDBusMessage *message, gboolean incoming, gpointer)
-    {
-        if (incoming == FALSE || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL)
-            return message;
-        g_object_unref(message);
-        return nullptr;
+        QDBusConnection connection = QDBusConnection::sessionBus();
+        connection.registerVirtualObject(u"/"_s, this, QDBusConnection::SubPath);
+        connection.registerService(u"org.freedesktop.NetworkManager"_s);
     }
 
-    GObjectPtr<GDBusConnection> connection;
+    QString introspect(const QString &) const override { return {}; }
+    bool handleMessage(const QDBusMessage &, const QDBusConnection &) override { return true; }
 };
 
-/// Asks for a load, a save and a start, and notes how each ends.
-struct Answers
+/// Asks for all that ends with an answer, and adds each error to the answers.
+void askAll(VPNManager &manager, QStringList &answers)
 {
-    QStringList seen;
-
-    void ask(VPNManager &manager)
-    {
-        seen.clear();
-        const auto note = [this](const QString &what) {
-            return [this, what](const std::optional<PlatformError> &error) {
-                seen << (error ? u"%1: %2 %3"_s.arg(what, error->domain, QString::number(error->code))
-                               : what);
-            };
-        };
-        manager.loadFromPreferences(note(u"load"_s));
-        manager.saveToPreferences(note(u"save"_s));
-        manager.connection().startVPNTunnel([started = note(u"start"_s)](const VPNStartOutcome &outcome) {
-            const auto *error = std::get_if<PlatformError>(&outcome);
-            started(error != nullptr ? std::optional(*error) : std::nullopt);
-        });
-        manager.connection().stopVPNTunnel();
-    }
-
-    bool areAll(const QString &error) const
-    {
-        return seen == QStringList{u"load: "_s + error, u"save: "_s + error, u"start: "_s + error};
-    }
-};
-
-const QString daemonAbsent = u"nm-client-error-quark 1"_s;
+    const auto note = [&answers](const std::optional<PlatformError> &error) {
+        answers << (error ? error->domain + u' ' + QString::number(error->code) : QString());
+    };
+    manager.loadFromPreferences(note);
+    manager.saveToPreferences(note);
+    manager.connection().startVPNTunnel(
+        [note](const VPNStartOutcome &outcome) { note(std::get<PlatformError>(outcome)); });
+    manager.connection().stopVPNTunnel();
+}
 
 } // namespace
 
-/// What the seam does while there is no daemon to do it.
+/// What the seam does while there is no daemon to do it. The private session bus passes for the system's.
 class SystemNetworkAbsenceTest : public QObject
 {
     Q_OBJECT
@@ -109,55 +51,45 @@ class SystemNetworkAbsenceTest : public QObject
 private Q_SLOTS:
     void isToldOfWhateverIsMissing_data()
     {
-        QTest::addColumn<bool>("withBus");
-        QTest::addColumn<bool>("withDaemon");
+        QTest::addColumn<QByteArray>("bus");
         QTest::addColumn<QString>("error");
         QTest::addColumn<VPNStatus>("status");
-        QTest::newRow("no bus") << false << false << u"g-io-error-quark 1"_s << VPNStatus::Disconnected;
-        QTest::newRow("no daemon") << true << false << daemonAbsent << VPNStatus::Disconnected;
+        QTest::newRow("no bus") << noBus << u"g-io-error-quark 1"_s << VPNStatus::Disconnected;
         QTest::newRow("daemon that does not answer")
-            << true << true << u"g-io-error-quark 24"_s << VPNStatus::Invalid;
+            << privateBus << u"g-io-error-quark 24"_s << VPNStatus::Invalid;
     }
     void isToldOfWhateverIsMissing()
     {
-        QFETCH(const bool, withBus);
-        QFETCH(const bool, withDaemon);
+        QFETCH(const QByteArray, bus);
         QFETCH(const QString, error);
-        QFETCH(const VPNStatus, status);
-        PrivateBus bus;
-        QVERIFY(!withBus || bus.start());
-        const std::unique_ptr<SilentDaemon> daemon(withDaemon ? new SilentDaemon(bus) : nullptr);
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", bus);
         SystemNetworkVPNManager manager;
-        const QSignalSpy posted(&manager, &VPNManager::statusDidChange);
-        QVERIFY(manager.connection().status() == VPNStatus::Invalid);
-        QVERIFY(!manager.isEnabled());
-        Answers answers;
-        answers.ask(manager);
-        QVERIFY2(answers.seen.isEmpty(), "answered within the call");
-        QTRY_COMPARE(answers.seen.size(), 3);
-        QVERIFY2(answers.areAll(error), qPrintable(answers.seen.join(u", "_s)));
-        QVERIFY(manager.connection().status() == status);
-        QCOMPARE(posted.count(), status == VPNStatus::Invalid ? 0 : 1);
+        QCOMPARE(manager.connection().status(), VPNStatus::Invalid);
+        QStringList answers;
+        askAll(manager, answers);
+        QVERIFY2(answers.isEmpty(), "answered within the call");
+        QTRY_COMPARE_WITH_TIMEOUT(answers, QStringList(3, error), 20000);
+        QTEST(manager.connection().status(), "status");
     }
 
     void endsInTheMiddle()
     {
-        PrivateBus bus;
-        QVERIFY(bus.start());
-        const SilentDaemon daemon(bus);
-        Answers answers;
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", privateBus);
+        QStringList answers;
         auto manager = std::make_unique<SystemNetworkVPNManager>();
-        answers.ask(*manager);
+        askAll(*manager, answers);
         QCoreApplication::processEvents();
         manager.reset();
-        bus.stop();
         // What the first one has left behind would run before this one is answered.
         SystemNetworkVPNManager next;
-        Answers later;
-        later.ask(next);
-        QTRY_COMPARE(later.seen.size(), 3);
-        QVERIFY(answers.seen.isEmpty());
+        QStringList later;
+        askAll(next, later);
+        QTRY_COMPARE_WITH_TIMEOUT(later.size(), 3, 20000);
+        QVERIFY(answers.isEmpty());
     }
+
+private:
+    SilentDaemon daemon;
 };
 
 QTEST_GUILESS_MAIN(SystemNetworkAbsenceTest)
