@@ -51,6 +51,16 @@ public:
                  0);
     }
 
+    static void setDefaultCollection(const QString &name)
+    {
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
+                                           u"org.freedesktop.Secret.Service"_s, u"SetAlias"_s);
+        const QDBusObjectPath collection(u"/org/freedesktop/secrets/collection/"_s + name);
+        call.setArguments({u"default"_s, QVariant::fromValue(collection)});
+        QCOMPARE(QDBusConnection::sessionBus().call(call).type(), QDBusMessage::ReplyMessage);
+    }
+
 private:
     static bool isOnBus()
     {
@@ -90,6 +100,18 @@ private Q_SLOTS:
         QCOMPARE(*store.read(service, u"token"_s), std::nullopt);
         QCOMPARE(*store.read(u"com.other"_s, u"token"_s), std::optional(u"foreign"_s));
         QVERIFY(store.unlock());
+    }
+
+    void theDefaultCollectionGoesBeforeOthers()
+    {
+        QVERIFY(store.store(service, u"token"_s, u"old"_s));
+        Keyring::setDefaultCollection(u"session"_s);
+        QVERIFY(store.store(service, u"token"_s, u"new"_s));
+        QCOMPARE(*store.read(service, u"token"_s), std::optional(u"new"_s));
+        Keyring::setDefaultCollection(u"login"_s);
+        QCOMPARE(*store.read(service, u"token"_s), std::optional(u"old"_s));
+        QVERIFY(store.remove(service, u"token"_s));
+        QCOMPARE(*store.read(service, u"token"_s), std::nullopt);
     }
 
     void aReferenceFollowsTheValueAndNothingElse()
