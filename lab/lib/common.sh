@@ -56,11 +56,12 @@ labNot() { ! "$@"; }
 
 # --- Daemons ----------------------------------------------------------------------
 
-# labSpawn NAME COMMAND…: starts it detached from the terminal, its output in the log.
+# labSpawn NAME COMMAND…: starts it detached from the terminal, its output in the log. What a test makes fatal for
+# itself is not so for the daemons.
 labSpawn() {
     local name=$1
     shift
-    setsid "$@" </dev/null >>"$VELMORA_LAB/log/$name.log" 2>&1 &
+    G_DEBUG='' setsid "$@" </dev/null >>"$VELMORA_LAB/log/$name.log" 2>&1 &
     echo $! >"$VELMORA_LAB/pid/$name"
     disown
 }

@@ -157,6 +157,18 @@ nmStart() {
 }
 nmFreeze() { kill -STOP "$(labPid nm)"; }
 nmThaw() { kill -CONT "$(labPid nm)"; }
+# nmTrap METHOD COUNT: kills it when this method is called for the so many-th time from now on, whether it has answered
+# by then or not.
+nmTrap() {
+    local calls=$VELMORA_LAB/nm-trap
+    : >"$calls"
+    # shellcheck disable=SC2016  # expanded by the inner shell
+    labSpawn nm-trap bash -c '
+        grep -m "$3" "^method call .*member=$2$" < <(exec dbus-monitor --system 2>&1 | tee "$1")
+        kill -KILL "$4"' trap "$calls" "$1" "$2" "$(labPid nm)"
+    # It has lost the name that it came with: from then on it sees everything.
+    labReady nm-trap 5 grep -q NameLost "$calls"
+}
 nmUplinkUp() { [[ $(nmcli -g GENERAL.STATE device show "$labUplink" 2>/dev/null) == 100* ]]; }
 nmReady() { labReady nm 15 nmUplinkUp; }
 nmOwnsName() { dbus-send --system --dest=org.freedesktop.DBus --print-reply / org.freedesktop.DBus.GetNameOwner string:org.freedesktop.NetworkManager; }

@@ -88,11 +88,20 @@ gatewayStart() {
     labSpawn gateway ip netns exec gateway "$labPrograms/charon-systemd"
 }
 
-gatewayReady() {
-    labReady gateway 10 test -S "$gatewayHome/charon.vici"
-    timeout 10 "$labPrograms/swanctl" --load-all --noprompt --uri "$gatewayVici" \
+gatewayLoad() { # all|creds
+    timeout 10 "$labPrograms/swanctl" "--load-$1" --noprompt --uri "$gatewayVici" \
         >>"$VELMORA_LAB/log/gateway-load.log" 2>&1 ||
         labFail gateway-load "does not take its configuration"
+}
+gatewayReady() {
+    labReady gateway 10 test -S "$gatewayHome/charon.vici"
+    gatewayLoad all
+}
+
+# What is up stays up; nothing that was begun with the same secrets comes up any more.
+gatewayForget() {
+    : >"$SWANCTL_DIR/secrets.conf"
+    gatewayLoad creds
 }
 
 # The gateway ends at once and tells nobody, as in a crash: a client learns it
