@@ -8,31 +8,24 @@ PLACEHOLDER is a command that shows the screen to which nothing leads.
 
 import os
 import re
-import subprocess
 import sys
 import time
-import warnings
 
-here = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
-from desktop import Atspi, Desktop, GLib, NotSo, descendants, is_showing, until  # noqa: E402
-from person import check, labctl  # noqa: E402
-
-# Of an action's names Qt answers for this one only.
-warnings.filterwarnings("ignore", message=".*get_action_name")
+from person import Atspi, Client, GLib, NotSo, check, descendants, is_showing, labctl, play, until
 
 Role, State = Atspi.Role, Atspi.StateType
 # What a person can do something with, and what such a thing may call itself.
 CONTROLS = {Role.PUSH_BUTTON, Role.TEXT, Role.PASSWORD_TEXT, Role.LIST, Role.LIST_ITEM, Role.MENU_ITEM, Role.CHECK_BOX,
             Role.LINK}
-# They hold controls and have actions of their own only in Qt's eyes.
-HOLDERS = {Role.FRAME, Role.WINDOW, Role.DIALOG, Role.ALERT, Role.MENU_BAR, Role.POPUP_MENU, Role.MENU}
-MOVED_SECONDS = 3
-MOST_STOPS = 200
+# They have actions only in Qt's eyes; a text can be selected with the pointer.
+NO_CONTROLS = {Role.FRAME, Role.WINDOW, Role.DIALOG, Role.ALERT, Role.MENU_BAR, Role.POPUP_MENU, Role.MENU, Role.LABEL}
+# Where it takes longer, what was not reached is come by again.
+MOVED_SECONDS = 1
+MOST_STOPS = 30
 
 
-def states(node):
-    return node.get_state_set()
+def has(node, state):
+    return node.get_state_set().contains(state)
 
 
 def described(node):
@@ -40,224 +33,158 @@ def described(node):
 
 
 def is_control(node):
-    if not is_showing(node) or node.get_role() in HOLDERS:
-        return False
-    count = Atspi.Action.get_n_actions(node) if "Action" in node.get_interfaces() else 0
-    actions = {Atspi.Action.get_action_name(node, index) for index in range(count)}
-    # A text that can be selected with the pointer takes the focus for that.
-    if node.get_role() == Role.LABEL:
-        return bool(actions - {"SetFocus"})
-    return bool(actions) or states(node).contains(State.FOCUSABLE)
-
-
-def is_in_menu_bar(node):
-    """A menu bar is reached by Alt and a letter, not by Tab."""
-    return node.get_parent().get_role() == Role.MENU_BAR
+    acts = "Action" in node.get_interfaces() and Atspi.Action.get_n_actions(node) > 0
+    return is_showing(node) and node.get_role() not in NO_CONTROLS and (acts or has(node, State.FOCUSABLE))
 
 
 class Walk:
     """One screen: what there is on it, and what the keyboard reaches."""
 
-    def __init__(self, desktop, screen, root):
-        self.desktop = desktop
-        self.screen = screen
+    def __init__(self, client, screen, root):
+        self.desktop = client.desktop
         self.root = root
         self.reached = set()
+        # A control that goes while it is looked at makes it begin again.
+        wanted = until(screen, lambda: (self.controls(screen),))[0]
+        self.focus()
+        for _ in range(MOST_STOPS):
+            if wanted <= self.reached:
+                break
+            stop = self.press("Tab")
+            if stop and {stop.get_role(), stop.get_parent().get_role()} & {Role.LIST, Role.LIST_ITEM}:
+                self.along_the_rows(wanted)
+        check(f"{screen}: the keyboard reaches all", wanted <= self.reached, sorted(wanted - self.reached))
+        print(f"ok  {screen}: {len(wanted)} controls", flush=True)
 
-    def controls(self):
-        found = set()
-        for node in descendants(self.root):
-            if is_control(node):
-                if not re.match(r"\w", node.get_name()):
-                    raise NotSo(f"{self.screen}: a {node.get_role_name()} without a name, in "
-                                f"{described(node.get_parent())}")
-                if node.get_role() not in CONTROLS:
-                    raise NotSo(f"{self.screen}: {described(node)} is no role for a control")
-                if not is_in_menu_bar(node):
-                    found.add(described(node))
-        return found
+    def controls(self, screen):
+        found = [node for node in descendants(self.root) if is_control(node)]
+        for node in found:
+            if not re.match(r"\w", node.get_name()):
+                raise NotSo(f"{screen}: a {described(node)} without a name, in {described(node.get_parent())}")
+            check(f"{screen}: a role for a control", node.get_role() in CONTROLS, described(node))
+        # A menu bar is reached by Alt and a letter, not by Tab.
+        return {described(node) for node in found if node.get_parent().get_role() != Role.MENU_BAR}
 
     def focus(self):
         """Where the keyboard is: the innermost control that has it."""
         inner = None
         for node in descendants(self.root):
-            if states(node).contains(State.FOCUSED) and is_showing(node):
+            if has(node, State.FOCUSED) and is_showing(node):
                 inner = node
+        if inner:
+            self.reached.add(described(inner))
         return inner
 
     def press(self, key):
         """Where the keyboard is after this key; none where that is the same place."""
-        before = self.note(self.focus())
+        before = described(self.focus() or self.root)
         self.desktop.key(key)
         end = time.monotonic() + MOVED_SECONDS
         while time.monotonic() < end:
             try:
                 now = self.focus()
-                if self.note(now) not in (None, before):
+                if now and described(now) != before:
                     return now
             except GLib.Error:
                 pass
             time.sleep(0.01)
         return None
 
-    def note(self, node):
-        if node is None:
-            return None
-        self.reached.add(described(node))
-        return described(node)
-
-    def along_the_rows(self, stop, wanted):
+    def along_the_rows(self, wanted):
         """In a list the arrow keys go from row to row, or from button to button of the rows."""
-        in_rows = stop.get_parent().get_role() == Role.LIST_ITEM
-        row = stop.get_parent() if in_rows else stop
-        rows = row if row.get_role() == Role.LIST else row.get_parent()
-        if rows.get_role() != Role.LIST:
-            return
-        own = {described(node) for node in descendants(rows)
-               if is_showing(node) and node.get_role() == (Role.PUSH_BUTTON if in_rows else Role.LIST_ITEM)}
         self.desktop.key("Home")
         for _ in range(MOST_STOPS):
-            if (own & wanted) <= self.reached or self.press("Down") is None:
+            if wanted <= self.reached or self.press("Down") is None:
                 return
 
-    def run(self):
-        # A control that goes while it is looked at makes it begin again.
-        wanted = until(self.screen, lambda: (self.controls(),))[0]
-        stops = []
-        while wanted and len(stops) < MOST_STOPS:
-            stop = self.focus() if wanted == {self.note(self.focus())} else self.press("Tab")
-            if stop is None:
-                break
-            held_by = stop.get_parent() if stop.get_role() == Role.LIST_ITEM else stop
-            if self.note(held_by) in stops:
-                break
-            stops.append(described(held_by))
-            self.along_the_rows(stop, wanted)
-        missed = sorted(wanted - self.reached)
-        if missed:
-            raise NotSo(f"{self.screen}: the keyboard does not reach {', '.join(missed)}; it goes {stops}")
-        print(f"ok  {self.screen}: {len(wanted)} controls, {len(stops)} stops of Tab", flush=True)
+
+def walk(client, screen, control=None):
+    """`control` is one by which the screen is known."""
+    def window():
+        root = client.desktop.application()
+        windows = [root.get_child_at_index(i) for i in range(root.get_child_count())] if root else []
+        return next((each for each in windows if each is not None and has(each, State.ACTIVE) and
+                     (control is None or client.desktop.find(control, within=each))), None)
+    return Walk(client, screen, until(f"{screen}: its window", window))
 
 
-class Tour:
-    def __init__(self, program, placeholder, folder):
-        self.desktop = Desktop(folder)
-        self.placeholder = placeholder
-        self.start(program)
-
-    def start(self, program):
-        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
-        self.process = subprocess.Popen(program, env=environment, stdout=subprocess.DEVNULL)
-
-    def window(self, control):
-        """The window that has the keyboard, once it shows this control."""
-        root = self.desktop.application()
-        windows = (root.get_child_at_index(i) for i in range(root.get_child_count())) if root else ()
-        return next((each for each in windows if each is not None and states(each).contains(State.ACTIVE) and
-                     (control is None or self.desktop.find(control, within=each))), None)
-
-    def walk(self, screen, control, panel=None):
-        """`control` is one by which the screen is known; `panel` is what covers the rest of its window."""
-        window = until(f"{screen}: its window", lambda: self.window(control))
-        Walk(self.desktop, screen, self.desktop.find(panel, within=window) if panel else window).run()
-
-    def press(self, name):
-        self.desktop.press(self.button(name))
-
-    def button(self, name):
-        return self.desktop.wait_for(name, Role.PUSH_BUTTON)
-
-    def close(self, name):
-        self.desktop.key("Escape")
-        until(f"“{name}” gone", lambda: self.desktop.find(name) is None)
-
-    def account_screens(self):
-        self.walk("login", "Sign in")
-        self.press("Sign in")
-        self.walk("alert", "OK")
-        self.desktop.key("Return")
-        self.press("Forgot password?")
-        self.walk("reset", "Send reset link")
-        self.press("Back to sign in")
-
-    def home(self):
-        for request in ("endpoints", "favorites"):
-            labctl("fault", f'body={{"{request}":[]}}', "on", request)
-        self.desktop.focus(self.desktop.wait_for("User name", Role.TEXT))
-        self.desktop.type(os.environ["VELMORA_LAB_USER"])
-        self.desktop.key("Tab")
-        self.desktop.type(os.environ["VELMORA_LAB_PASSWORD"])
-        self.desktop.key("Return")
-        self.walk("home, nothing in it", "Quick Connect")
-        labctl("fault", "body", "off", "favorites")
-        self.press("Settings")
-        self.walk("settings", "Log out")
-        self.press("Back to home")
-        self.walk("home, favourites without a location", "Remove Unknown location from favourites")
-        labctl("fault", "clear")
-        self.press("Settings")
-        self.press("Back to home")
-        self.button("Quick Connect")
-        the_list = self.desktop.wait_for("All locations", Role.LIST)
-        until("locations", lambda: the_list.get_child_count() > 5)
-        labctl("nm", "stop")
-        self.walk("home, with lists and the strip", "Needs attention")
-        labctl("nm", "start")
-
-    def panels_and_notices(self):
-        self.press("Update")
-        self.walk("update panel", "Not now", "Update Velmora")
-        self.close("Not now")
-        self.press("Notice")
-        self.walk("first notice", "Stay up to date")
-        self.close("Stay up to date")
-        self.press("Installation")
-        self.walk("second notice", "Install updates")
-        self.press("Show how")
-        self.walk("install panel", "Done", "Install the update")
-        self.close("Done")
-        self.press("Recent places")
-        self.walk("third notice", "Open Velmora")
-        self.close("Open Velmora")
-
-    def menu(self):
-        self.desktop.key("alt+v")
-        self.desktop.wait_for("Settings…", Role.MENU_ITEM)
-        items = [node for node in descendants(self.desktop.application())
-                 if node.get_role() == Role.MENU_ITEM and is_showing(node)]
-        left = {node.get_name() for node in items}
-        check("the menu's entries have names", "" not in left and len(left) >= 3, left)
-        for _ in range(len(items) + 1):
-            left -= {node.get_name() for node in items if states(node).contains(State.FOCUSED)}
-            self.desktop.key("Down")
-        check("the arrow keys reach the menu's entries", left <= {"Velmora"}, left)
-        self.desktop.key("Escape", "Escape")
-        print(f"ok  menu: {len(items)} entries", flush=True)
-
-    def nothing_yet(self):
-        self.end()
-        self.start(self.placeholder)
-        self.walk("placeholder", None)
-
-    def end(self):
-        self.process.kill()
-        self.process.wait()
-        until("the client gone", lambda: self.desktop.application() is None)
+def account_screens(client):
+    walk(client, "login", "Sign in")
+    client.press("Sign in")
+    walk(client, "alert", "OK")
+    client.desktop.key("Return")
+    client.press("Forgot password?")
+    walk(client, "reset", "Send reset link")
+    client.press("Back to sign in")
 
 
-def main():
-    tour = Tour([sys.argv[1]], sys.argv[2].split(), sys.argv[3])
-    try:
-        for part in (tour.account_screens, tour.home, tour.menu, tour.panels_and_notices, tour.nothing_yet):
-            part()
-    except NotSo as fault:
-        tour.desktop.picture("not-so")
-        print(f"not so: {fault}", flush=True)
-        return 1
-    finally:
-        tour.process.kill()
-    return 0
+def home(client):
+    for request in ("endpoints", "favorites"):
+        labctl("fault", f'body={{"{request}":[]}}', "on", request)
+    client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
+    walk(client, "home, nothing in it", "Quick Connect")
+    labctl("fault", "body", "off", "favorites")
+    client.press("Settings")
+    walk(client, "settings", "Log out")
+    client.press("Back to home")
+    walk(client, "home, favourites without a location", "Remove Unknown location from favourites")
+    labctl("fault", "clear")
+    client.press("Settings")
+    client.press("Back to home")
+    client.choose("Berlin")
+    labctl("nm", "stop")
+    walk(client, "home, with lists and the strip", "Needs attention")
+    labctl("nm", "start")
+
+
+def panel(client, opener, name, control):
+    """It keeps the keyboard, also from a mnemonic of what it covers, and gives it back."""
+    client.desktop.focus(client.button(opener))
+    client.desktop.key("space")
+    covering = Walk(client, name, client.desktop.wait_for(name))
+    for key in ("Tab", "Tab", "Tab", "alt+f"):
+        client.desktop.key(key)
+        until(f"{name}: the keyboard within", covering.focus)
+    client.desktop.key("Escape")
+    until(f"{name} gone", lambda: client.desktop.find(control) is None)
+    until(f"the keyboard on “{opener}” again", lambda: has(client.button(opener), State.FOCUSED))
+
+
+def panels_and_notices(client):
+    panel(client, "Update", "Update Velmora", "Not now")
+    for opener, control in (("Notice", "Stay up to date"), ("Recent places", "Open Velmora"),
+                            ("Installation", "Install updates")):
+        client.press(opener)
+        walk(client, f"notice: {opener}", control)
+        if opener != "Installation":
+            client.desktop.key("Escape")
+            until(f"“{control}” gone", lambda: client.desktop.find(control) is None)
+    client.press("Show how")
+    Walk(client, "install panel", client.desktop.wait_for("Install the update"))
+    client.desktop.key("Escape")
+    until("the panel gone", lambda: client.desktop.find("Install the update") is None)
+
+
+def menu(client):
+    client.desktop.key("alt+v")
+    client.desktop.wait_for("Settings…", Role.MENU_ITEM)
+    items = [node for node in descendants(client.desktop.application())
+             if node.get_role() == Role.MENU_ITEM and is_showing(node)]
+    left = {node.get_name() for node in items}
+    check("the menu's entries have names", "" not in left and len(left) >= 3, left)
+    for _ in items:
+        left -= {node.get_name() for node in items if has(node, State.FOCUSED)}
+        client.desktop.key("Down")
+    check("the arrow keys reach the menu's entries", left <= {"Velmora"}, left)
+    client.desktop.key("Escape", "Escape")
+
+
+def placeholder(client):
+    client.kill()
+    client.program = sys.argv[2]
+    client.start()
+    walk(client, "placeholder")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(play(Client(sys.argv[1], sys.argv[3]), (account_screens, home, menu, panels_and_notices, placeholder)))

@@ -6,7 +6,7 @@ import sys
 
 here = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
-from desktop import Atspi, Desktop, NotSo, descendants, until  # noqa: E402
+from desktop import Atspi, Desktop, GLib, NotSo, descendants, is_showing, until  # noqa: E402,F401
 
 CONNECT_SECONDS = 30
 
@@ -35,7 +35,7 @@ class Client:
         mode = "wb" if fresh else "ab"
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
         with open(self.paths["stdout"], mode) as out, open(self.paths["stderr"], mode) as err:
-            self.process = subprocess.Popen(["labctl", "as-user", self.program], env=environment,
+            self.process = subprocess.Popen(["labctl", "as-user", *self.program.split()], env=environment,
                                             stdout=out, stderr=err, **how)
 
     def everything(self, channel):

@@ -7,7 +7,6 @@
 #include "ui/Screen.h"
 #include "ui/Style.h"
 #include "ui_HomeVC.h"
-#include "ui_ViewController.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -28,15 +27,11 @@ void fillStore()
     };
     static const Sample samples[] = {
         {"AT", "Austria, Vienna", 18.25},        {"AU", "Australia, Sydney", 281.6},
-        {"BR", "Brasil, São Paulo", 203.1},      {"CA", "Canada, Toronto", 98.4},
-        {"CH", "Switzerland, Zürich", 14.9},     {"DE", "Germany, Frankfurt am Main", 9.3},
+        {"BR", "Brasil, São Paulo", 203.1},      {"CH", "Switzerland, Zürich", 14.9},
         {"DE", "Germany, Berlin", 21.7},         {"ES", "España, A Coruña", -1},
-        {"FR", "France, Paris", 17.2},           {"GB", "United Kingdom, London", 23.4375},
-        {"GB-SCT", "Scotland, Edinburgh", 31.8}, {"AE", "الإمارات العربية المتحدة، دبي", 120.5},
-        {"JP", "Japan, Tokyo", 243.9},           {"KR", "Korea, Republic of, Seoul Metropolitan Area 2", 251},
-        {"NL", "Netherlands, Amsterdam", 11.1},  {"NO", "Norway, Oslo", 36.6},
-        {"SE", "Sweden, Stockholm", 33.2},       {"SG", "Singapore", 171.4},
-        {"US", "United States, New York", 91.9}, {"US", "United States, San Francisco", 148.8},
+        {"GB", "United Kingdom, London", 23.4},  {"AE", "الإمارات العربية المتحدة، دبي", 120.5},
+        {"GB-SCT", "Scotland, Edinburgh", 31.8}, {"KR", "Korea, Republic of, Seoul Metropolitan Area 2", 251},
+        {"NL", "Netherlands, Amsterdam", 11.1},  {"US", "United States, San Francisco", 148.8},
     };
     ServiceManager &store = ServiceManager::shared();
     store = {};
@@ -49,7 +44,7 @@ void fillStore()
         store.allService.append(service);
         ++id;
     }
-    store.favService = {6, 10, 19};
+    store.favService = {4, 7, 11};
     for (const Service &service : std::as_const(store.allService)) {
         if (!store.favService.contains(*service.id))
             store.countryService.append(service);
@@ -72,34 +67,20 @@ void fillStoreToTheBrim()
     }
 }
 
-struct Home
-{
-    Home()
-    {
-        ui.setupUi(&widget);
-        setConnected(false);
-        ui.favorites->reloadData();
-        ui.countries->reloadData();
-        widget.resize(QSize(400, 650).expandedTo(widget.minimumSizeHint()));
-        widget.show();
-    }
-
-    void setConnected(bool connected)
-    {
-        ui.connectStatusText->setText(connected ? u"Connected"_s : u"Disconnected"_s);
-        ui.connectText->setText(connected ? u"Disconnect"_s : u"Quick Connect"_s);
-        ui.connectButton->setImageNamed(connected ? u"power1"_s : u"power"_s);
-        ui.statusCard->setProtected(connected);
-    }
-
-    QWidget widget;
-    Ui::HomeVC ui;
-};
-
 void settle()
 {
     QApplication::processEvents();
     QApplication::processEvents();
+}
+
+/// With as much room as it needs; what says more the narrower it is knows that only in the end.
+void present(QWidget &widget, const QString &name, const scenes::Visitor &visit)
+{
+    widget.show();
+    settle();
+    widget.resize(widget.size().expandedTo(widget.minimumSizeHint()));
+    settle();
+    visit(widget, name);
 }
 
 void sayMissing(const QList<SystemReadiness::Missing> &parts)
@@ -111,56 +92,53 @@ void sayMissing(const QList<SystemReadiness::Missing> &parts)
 void showScreen(const QString &identifier, const QString &name, const scenes::Visitor &visit)
 {
     const std::shared_ptr<Screen> screen = makeMainStoryboard()->instantiate(identifier);
-    const QSize size = screen->preferredContentSize();
-    QWidget *const view = screen->loadedView();
-    view->resize(size.expandedTo(view->minimumSizeHint()));
-    view->show();
-    settle();
-    // What says more the narrower it is knows its height only now.
-    view->resize(view->size().expandedTo(view->minimumSizeHint()));
-    settle();
-    visit(*view, name);
+    screen->loadedView()->resize(screen->preferredContentSize());
+    present(*screen->loadedView(), name, visit);
 }
 
 void showHome(const scenes::Visitor &visit)
 {
-    fillStore();
-    Home home;
-    const auto show = [&](const QString &name) {
-        settle();
-        home.widget.resize(home.widget.size().expandedTo(home.widget.minimumSizeHint()));
-        settle();
-        visit(home.widget, name);
+    QWidget widget;
+    Ui::HomeVC ui;
+    ui.setupUi(&widget);
+    widget.resize(400, 650);
+    const auto fill = [&ui](void (*fillStoreSomehow)()) {
+        fillStoreSomehow();
+        ui.favorites->reloadData();
+        ui.countries->reloadData();
     };
-    show(u"home"_s);
-    home.ui.countries->selectRow(2);
-    home.setConnected(true);
-    show(u"connected"_s);
-    home.ui.favorites->selectEndpointSilently(10);
-    home.ui.countries->selectEndpointSilently(-1);
-    home.ui.updateModal->setVisible(true);
-    show(u"update"_s);
-    home.ui.updateModal->setVisible(false);
-    home.ui.installModal->setVisible(true);
-    show(u"install"_s);
-    home.ui.installModal->setVisible(false);
-    home.setConnected(false);
+    const auto setStatus = [&ui](const QString &status) {
+        const bool isDown = status == u"Disconnected"_s;
+        ui.connectStatusText->setText(status);
+        ui.connectText->setText(isDown ? u"Quick Connect"_s : u"Disconnect"_s);
+        ui.connectButton->setImageNamed(isDown ? u"power"_s : u"power1"_s);
+        ui.statusCard->setProtected(status == u"Connected"_s);
+    };
+    setStatus(u"Disconnected"_s);
+    fill([] { ServiceManager::shared() = {}; });
+    present(widget, u"home-empty"_s, visit);
+    fill(fillStore);
+    present(widget, u"home"_s, visit);
+    setStatus(u"Connected"_s);
+    ui.countries->selectRow(2);
+    present(widget, u"connected"_s, visit);
+    ui.favorites->selectEndpointSilently(7);
+    ui.countries->selectEndpointSilently(-1);
+    ui.updateModal->setVisible(true);
+    present(widget, u"update"_s, visit);
+    ui.updateModal->setVisible(false);
+    ui.installModal->setVisible(true);
+    present(widget, u"install"_s, visit);
+    ui.installModal->setVisible(false);
+    setStatus(u"Reasserting Connection"_s);
     using Missing = SystemReadiness::Missing;
-    sayMissing({Missing::VPNPlugin});
-    show(u"home-missing"_s);
     sayMissing({Missing::NetworkManager, Missing::VPNPlugin, Missing::UnlockedKeyring});
-    show(u"home-missing-more"_s);
+    present(widget, u"home-missing"_s, visit);
     sayMissing({});
-    home.ui.favorites->selectEndpointSilently(-1);
-    fillStoreToTheBrim();
-    home.ui.favorites->reloadData();
-    home.ui.countries->reloadData();
-    home.ui.countries->selectRow(1);
-    show(u"home-long"_s);
-    ServiceManager::shared() = {};
-    home.ui.favorites->reloadData();
-    home.ui.countries->reloadData();
-    show(u"home-empty"_s);
+    setStatus(u"Disconnected"_s);
+    fill(fillStoreToTheBrim);
+    ui.countries->selectRow(1);
+    present(widget, u"home-long"_s, visit);
 }
 
 void showAlert(const scenes::Visitor &visit)
@@ -169,9 +147,7 @@ void showAlert(const scenes::Visitor &visit)
     alert.setText(u"Alert"_s);
     alert.setInformativeText(u"The user name or the password is wrong."_s);
     alert.addButton(QMessageBox::Ok);
-    alert.show();
-    settle();
-    visit(alert, u"alert"_s);
+    present(alert, u"alert"_s, visit);
 }
 
 } // namespace

@@ -1,0 +1,232 @@
+#include "tests/support/Scenes.h"
+#include "connection/StatusCard.h"
+#include "ui/Colors.h"
+#include "ui/ModalPanel.h"
+#include "ui/Style.h"
+#include "ui/TableView.h"
+
+#include <QApplication>
+#include <QHash>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+
+using namespace velmora;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Drawn so large, a stroke is wide enough to show its own colour between its soft edges.
+constexpr int scale = 4;
+/// The least contrast of what is not text (WCAG 2, success criterion 1.4.11).
+constexpr double readableIcon = 3;
+/// What a screen of 1366 × 768 leaves beside panels, title bar and menu bar.
+constexpr QSize room(1366, 660);
+
+/// What the widget shows in one colour: its text or the name of its icon.
+QString contentOf(const QWidget *widget)
+{
+    const auto *list = qobject_cast<const TableView *>(widget);
+    if (list != nullptr)
+        return list->rowCount() == 0 ? list->emptyText() : QString();
+    QString content;
+    for (const char *property : {"text", "placeholderText", "imageName"})
+        content += widget->property(property).toString();
+    return widget->property("coloured").toBool() ? QString() : content;
+}
+
+/// The contrast of the colour that there is most of with the one that stands out most of what is drawn on it.
+double contrastIn(const QImage &image)
+{
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            ++counts[image.pixel(x, y)];
+    }
+    const auto ground = std::max_element(counts.cbegin(), counts.cend());
+    double most = 1;
+    for (auto colour = counts.cbegin(); colour != counts.cend(); ++colour) {
+        if (*colour > *ground / 1000)
+            most = std::max(most, colors::contrast(QColor(colour.key()), QColor(ground.key())));
+    }
+    return most;
+}
+
+bool isInList(const QWidget *widget)
+{
+    return widget != nullptr &&
+           (qobject_cast<const TableView *>(widget) != nullptr || isInList(widget->parentWidget()));
+}
+
+/// Whether a text has less room than it needs.
+bool isShort(const QWidget *widget)
+{
+    const auto *label = qobject_cast<const QLabel *>(widget);
+    if (label == nullptr && qobject_cast<const QPushButton *>(widget) == nullptr)
+        return false;
+    const int width = widget->width();
+    const QSize needed = label != nullptr && label->wordWrap() ? QSize(width, label->heightForWidth(width))
+                                                               : widget->sizeHint();
+    return widget->size().expandedTo(needed) != widget->size();
+}
+
+QStringList faultsOf(QWidget &shown)
+{
+    QImage image(shown.size() * scale, QImage::Format_RGB32);
+    image.setDevicePixelRatio(scale);
+    shown.render(&image);
+    image.setDevicePixelRatio(1);
+    const QWidget *top = &shown;
+    for (const ModalPanel *const panel : shown.findChildren<ModalPanel *>()) {
+        if (panel->isVisible())
+            top = panel;
+    }
+    QStringList faults;
+    int parts = 0;
+    for (const QWidget *const widget : top->findChildren<QWidget *>()) {
+        const QString content = widget->isVisible() ? contentOf(widget) : QString();
+        constexpr int frame = Style::spaceXs;
+        const QRect rect = widget->rect().adjusted(frame, frame, -frame, -frame);
+        if (content.isEmpty())
+            continue;
+        const bool isWhole = QRegion(rect).subtracted(widget->visibleRegion()).isEmpty();
+        // A row of a list may be half out of it and shorten its texts.
+        if (!isInList(widget) && (!isWhole || isShort(widget)))
+            faults << u"“%1” is cut"_s.arg(content);
+        if (!isWhole)
+            continue;
+        ++parts;
+        const QRect where(widget->mapTo(&shown, rect.topLeft()) * scale, rect.size() * scale);
+        const double contrast = contrastIn(image.copy(where));
+        if (contrast < (widget->property("imageName").isValid() ? readableIcon : colors::readable))
+            faults << u"“%1” has a contrast of %2"_s.arg(content).arg(contrast);
+    }
+    return parts > 2 ? faults : QStringList{u"there is nothing to read"_s};
+}
+
+} // namespace
+
+/// Whether every screen can be read, whatever its colours and its font.
+class ScenesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { Style::install(); }
+    void cleanup()
+    {
+        Style::setDark(false);
+        setFontScale(1);
+    }
+
+    void everyTextCanBeRead_data()
+    {
+        QTest::addColumn<bool>("isDark");
+        QTest::addColumn<double>("fontScale");
+        QTest::newRow("light") << false << 1.0;
+        QTest::newRow("dark") << true << 1.0;
+        QTest::newRow("large font") << false << 1.5;
+        QTest::newRow("font of twice the size") << false << 2.0;
+    }
+    void everyTextCanBeRead()
+    {
+        QFETCH(const bool, isDark);
+        QFETCH(const double, fontScale);
+        Style::setDark(isDark);
+        setFontScale(fontScale);
+        QStringList faults;
+        int scenes = 0;
+        scenes::showAll([&](QWidget &shown, const QString &name) {
+            ++scenes;
+            const QSize least = shown.minimumSizeHint();
+            if (least.expandedTo(room) != room)
+                faults << u"%1 needs %2 x %3"_s.arg(name).arg(least.width()).arg(least.height());
+            for (const QString &fault : faultsOf(shown))
+                faults << name + u": "_s + fault;
+        });
+        QVERIFY(scenes > 13);
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
+    }
+
+    void aFaultIsFound()
+    {
+        QWidget shown;
+        const QLabel good(u"One"_s, &shown);
+        QLabel faint(u"Two"_s, &shown), cut(u"Three"_s, &shown);
+        faint.setPalette(colors::onFill(shown.palette().color(QPalette::Window), QColor(0x90, 0x90, 0x90)));
+        faint.move(0, 40);
+        cut.setGeometry(0, 80, cut.sizeHint().width() - 1, 40);
+        shown.show();
+        QCOMPARE(faultsOf(shown).size(), 2);
+    }
+
+    void whatNoSceneShowsCanBeRead_data()
+    {
+        QTest::addColumn<QPalette>("palette");
+        QTest::addColumn<bool>("isOwn");
+        QPalette highContrast(Qt::black);
+        highContrast.setColor(QPalette::WindowText, Qt::yellow);
+        QTest::newRow("own, light") << colors::lightPalette() << true;
+        QTest::newRow("own, dark") << colors::darkPalette() << true;
+        QTest::newRow("of a light desktop") << QPalette(QColor(0xef, 0xf0, 0xf1)) << false;
+        QTest::newRow("of a dark desktop") << QPalette(QColor(0x31, 0x36, 0x3b)) << false;
+        QTest::newRow("of high contrast") << highContrast << false;
+    }
+    void whatNoSceneShowsCanBeRead()
+    {
+        using P = QPalette;
+        QFETCH(P, palette);
+        QFETCH(const bool, isOwn);
+        palette = colors::withAccent(palette);
+        // The quiet texts on a fill: the latency in the selected row, lines on the status card.
+        const P onAccent = colors::onFill(palette.color(P::Highlight), palette.color(P::HighlightedText));
+        const P onTone = colors::onFill(colors::protectedFill(palette), colors::onProtected());
+        QList<std::pair<QColor, QColor>> pairs{
+            {palette.color(P::WindowText), palette.color(P::Window)},
+            {palette.color(P::HighlightedText), palette.color(P::Highlight)},
+            {colors::quietText(palette), palette.color(P::Window)},
+            {colors::quietText(onAccent), onAccent.color(P::Window)},
+            {colors::quietText(onTone), onTone.color(P::Window)},
+            {colors::onProtected(), colors::protectedFill(palette)}};
+        using Roles = std::pair<P::ColorRole, P::ColorRole>;
+        for (const auto &[text, ground] :
+             isOwn ? QList<Roles>{{P::ToolTipText, P::ToolTipBase}, {P::Link, P::Window}, {P::Link, P::Base}}
+                   : QList<Roles>())
+            pairs.append({palette.color(text), palette.color(ground)});
+        for (const auto &[text, ground] : std::as_const(pairs))
+            QVERIFY2(colors::contrast(text, ground) >= colors::readable,
+                     qPrintable(text.name() + u" on "_s + ground.name()));
+        QVERIFY(colors::contrast(colors::controlOutline(palette), palette.color(P::Window)) >= readableIcon);
+    }
+
+    void whatIsShownFollowsTheDesktop()
+    {
+        scenes::showAll([this](QWidget &shown, const QString &name) {
+            if (name != u"connected"_s)
+                return;
+            const auto *const card = shown.findChild<StatusCard *>();
+            const auto *const status = shown.findChild<QLabel *>(u"connectStatusText"_s);
+            const int height = status->sizeHint().height();
+            for (const bool isDark : {true, false}) {
+                Style::setDark(isDark);
+                QTRY_COMPARE(card->palette().color(QPalette::Window),
+                             colors::protectedFill(isDark ? colors::darkPalette() : colors::lightPalette()));
+            }
+            setFontScale(1.5);
+            QTRY_VERIFY(status->sizeHint().height() > height * 1.3);
+        });
+    }
+
+private:
+    void setFontScale(double factor)
+    {
+        QFont font = ordinary;
+        font.setPointSizeF(font.pointSizeF() * factor);
+        QApplication::setFont(font);
+    }
+
+    const QFont ordinary = QApplication::font();
+};
+
+QTEST_MAIN(ScenesTest)
+#include "ScenesTest.moc"
