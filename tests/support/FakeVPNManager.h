@@ -2,6 +2,7 @@
 
 #include "platform/VPNConnection.h"
 #include "platform/VPNManager.h"
+#include "tests/support/OutputCapture.h"
 
 #include <QQueue>
 
@@ -13,11 +14,26 @@ class FakeVPNManager final : public VPNManager, public VPNConnection
 {
 public:
     /// Makes a new one the manager of this process.
-    static FakeVPNManager &install();
+    static FakeVPNManager &install()
+    {
+        auto manager = std::make_unique<FakeVPNManager>();
+        FakeVPNManager &installed = *manager;
+        VPNManager::setSharedManager(std::move(manager));
+        return installed;
+    }
 
-    void loadFromPreferences(Completion completion) override;
-    void saveToPreferences(Completion completion) override;
-    void removeFromPreferences(Completion completion) override;
+    void loadFromPreferences(Completion completion) override { answer("load", loads, completion); }
+    void saveToPreferences(Completion completion) override
+    {
+        saved.append(protocol.value_or(VPNProtocolIPSec{}));
+        answer("save", saves, completion);
+    }
+    void removeFromPreferences(Completion completion) override
+    {
+        protocol.reset();
+        QQueue<std::optional<PlatformError>> none;
+        answer("remove", none, completion);
+    }
     void setProtocolConfiguration(const VPNProtocolIPSec &profile) override { protocol = profile; }
     std::optional<VPNProtocolIPSec> protocolConfiguration() const override { return protocol; }
     void setEnabled(bool enabled) override { profileEnabled = enabled; }
@@ -25,11 +41,18 @@ public:
     VPNConnection &connection() override { return *this; }
 
     VPNStatus status() const override { return currentStatus; }
-    void startVPNTunnel(std::function<void(VPNStartOutcome)> completion) override;
-    void stopVPNTunnel() override;
+    void startVPNTunnel(std::function<void(VPNStartOutcome)> completion) override
+    {
+        answer("start", starts, completion);
+    }
+    void stopVPNTunnel() override { OutputCapture::note(QStringLiteral("vpn stop")); }
 
     /// Takes the status and posts it.
-    void post(VPNStatus status);
+    void post(VPNStatus status)
+    {
+        currentStatus = status;
+        Q_EMIT statusDidChange();
+    }
 
     QQueue<std::optional<PlatformError>> loads;
     QQueue<std::optional<PlatformError>> saves;
@@ -39,6 +62,16 @@ public:
     std::optional<VPNProtocolIPSec> protocol;
     bool profileEnabled = false;
     VPNStatus currentStatus = VPNStatus::Invalid;
+
+private:
+    template<class Outcome>
+    void answer(const char *call, QQueue<Outcome> &scripted, const std::function<void(Outcome)> &completion)
+    {
+        OutputCapture::note(QStringLiteral("vpn ") + QLatin1String(call));
+        const Outcome outcome = scripted.isEmpty() ? Outcome{} : scripted.dequeue();
+        QMetaObject::invokeMethod(
+            this, [completion, outcome] { completion(outcome); }, Qt::QueuedConnection);
+    }
 };
 
 } // namespace velmora::testing

@@ -29,22 +29,15 @@ QByteArray ScriptedServer::reply(const QByteArray &body, int status, const QByte
 
 void ScriptedServer::answerRaw(const QByteArray &bytes)
 {
-    scripts.enqueue({false, bytes, {}});
-}
-
-void ScriptedServer::answerBy(const std::function<void(QTcpSocket *)> &script)
-{
-    scripts.enqueue({false, {}, script});
-}
-
-void ScriptedServer::answer(const QByteArray &body, int status, const QByteArray &headers)
-{
-    answerRaw(reply(body, status, headers));
+    answerBy([bytes](QTcpSocket *socket) {
+        socket->write(bytes);
+        socket->disconnectFromHost();
+    });
 }
 
 void ScriptedServer::hold()
 {
-    scripts.enqueue({true, {}, {}});
+    answerBy([this](QTcpSocket *socket) { heldSockets.enqueue(socket); });
 }
 
 void ScriptedServer::release(const QByteArray &body)
@@ -83,15 +76,10 @@ void ScriptedServer::readFrom(QTcpSocket *socket)
         return;
     socket->readAll();
     requests.append(request);
-    const Script script = scripts.isEmpty() ? Script{} : scripts.dequeue();
-    if (script.held) {
-        heldSockets.enqueue(socket);
-    } else if (script.run) {
-        script.run(socket);
-    } else {
-        socket->write(script.bytes);
+    if (scripts.isEmpty())
         socket->disconnectFromHost();
-    }
+    else
+        scripts.dequeue()(socket);
     Q_EMIT requested();
 }
 

@@ -34,8 +34,11 @@ public:
     /// The next connection gets these bytes as they stand; without any the connection closes unanswered.
     void answerRaw(const QByteArray &bytes);
     /// The next connection, once its request is read, is the script's own to write to and to close.
-    void answerBy(const std::function<void(QTcpSocket *)> &script);
-    void answer(const QByteArray &body, int status = 200, const QByteArray &headers = {});
+    void answerBy(const std::function<void(QTcpSocket *)> &script) { scripts.enqueue(script); }
+    void answer(const QByteArray &body, int status = 200, const QByteArray &headers = {})
+    {
+        answerRaw(reply(body, status, headers));
+    }
     /// The next connection is read and left unanswered until `release()`.
     void hold();
     /// Answers the connection that has been held longest.
@@ -51,17 +54,10 @@ private:
     void accept();
     void readFrom(QTcpSocket *socket);
 
-    struct Script
-    {
-        bool held = false;
-        QByteArray bytes;
-        std::function<void(QTcpSocket *)> run;
-    };
-
     static QByteArray reply(const QByteArray &body, int status, const QByteArray &headers);
 
     QTcpServer server;
-    QQueue<Script> scripts;
+    QQueue<std::function<void(QTcpSocket *)>> scripts;
     QQueue<QTcpSocket *> heldSockets;
 };
 

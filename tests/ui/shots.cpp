@@ -7,7 +7,6 @@
 #include "ui/Window.h"
 
 #include <QApplication>
-#include <QProcess>
 #include <QWidget>
 
 using namespace velmora;
@@ -35,12 +34,11 @@ int showScreen(const QString &identifier)
 
 int main(int argc, char *argv[])
 {
-    const bool isDoubled = qEnvironmentVariableIsSet("QT_SCALE_FACTOR");
     QApplication application(argc, argv);
     Style::install();
     if (application.arguments().value(1) == u"--show"_s)
         return showScreen(application.arguments().value(2));
-    if (isDoubled) {
+    if (qEnvironmentVariableIsSet("QT_SCALE_FACTOR")) {
         takeShots(u"-200-percent"_s);
         return 0;
     }
@@ -55,13 +53,5 @@ int main(int argc, char *argv[])
     large.setPointSizeF(large.pointSizeF() * 1.75);
     QApplication::setFont(large);
     takeShots(u"-large-font"_s);
-
-    // The scale is chosen when a process starts.
-    QProcess doubled;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"QT_SCALE_FACTOR"_s, u"2"_s);
-    doubled.setProcessEnvironment(environment);
-    doubled.setProcessChannelMode(QProcess::ForwardedChannels);
-    doubled.start(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
-    return doubled.waitForFinished() ? doubled.exitCode() : 1;
+    return 0;
 }
