@@ -1,6 +1,7 @@
 """A person at the client in the lab: what that one sees and does, and the client's two channels."""
 
 import os
+import re
 import subprocess
 import sys
 
@@ -9,6 +10,8 @@ sys.path.insert(0, os.path.join(here, "..", "..", "lab", "tour"))
 from desktop import Atspi, Desktop, GLib, NotSo, descendants, is_showing, until  # noqa: E402,F401
 
 CONNECT_SECONDS = 30
+# The gateway that does not answer is given up by the daemon after some 15 s.
+GIVEN_UP_SECONDS = 40
 
 
 def check(what, so, seen=None):
@@ -61,8 +64,15 @@ class Client:
             lines = [line.removeprefix("velmora: ") for line in lines if line.startswith("velmora: ")]
         return lines
 
-    def button(self, caption, seconds=15):
-        return self.desktop.wait_for(caption, Atspi.Role.PUSH_BUTTON, seconds=seconds)
+    def tells(self, pattern, lines=()):
+        """Waits for such a line on one of the channels; these lines and all until then."""
+        lines = list(lines)
+        until(f"“{pattern}” told", lambda: lines.extend(self.lines("stderr") + self.lines("stdout")) or
+              any(re.fullmatch(pattern, line) for line in lines), GIVEN_UP_SECONDS)
+        return lines
+
+    def button(self, caption):
+        return self.desktop.wait_for(caption, Atspi.Role.PUSH_BUTTON)
 
     def press(self, caption):
         self.desktop.press(self.button(caption))

@@ -7,7 +7,6 @@ Usage, inside a lab with a display: world.py CLIENT FOLDER
 
 import json
 import os
-import re
 import resource
 import shutil
 import signal
@@ -23,25 +22,17 @@ LONG_SECONDS = 90
 # A daemon that has only just begun a tunnel forgets, one time in fifty, about the end that it was asked for.
 PRESSES = 80
 STARTS = ("VPN Preferences error: 3", "VPN started successfully..")
-# The D-Bus method, and the so many-th call of it, at which the daemon dies: the load, the save, the load after it (whose
-# save made libnm read the profile again), the start, the daemon's question for the secrets.
+# The D-Bus method, and the so many-th call of it, at which the daemon dies: the load, the save, the load after it, the
+# start, the daemon's own question for the secrets.
 STEPS = (("GetSettings", 1), ("Update2", 1), ("GetSettings", 2), ("ActivateConnection", 1), ("GetSecrets", 1))
 UP, DELETE = "labctl as-user nmcli connection up Velmora", "nmcli connection delete Velmora"
-
-
-def tells(client, pattern, lines=()):
-    """Waits for such a line on one of the client's channels; all lines until then."""
-    lines = list(lines)
-    until(f"“{pattern}” told", lambda: lines.extend(client.lines("stderr") + client.lines("stdout")) or
-          any(re.fullmatch(pattern, line) for line in lines))
-    return lines
 
 
 def press_fails(client, pattern):
     """Presses the button; such a line comes, and the screen says that nothing is connected."""
     client.lines("stderr"), client.lines("stdout")
     client.press("Quick Connect")
-    lines = tells(client, pattern)
+    lines = client.tells(pattern)
     client.desktop.wait_for_text("Disconnected")
     return lines
 
@@ -117,7 +108,7 @@ def the_daemon_refuses(client):
 
 def the_daemon_wants_a_profile_for_all(client):
     """As one does that has no plugin to which it would give a private one; to the client the plugin is there."""
-    plugins = os.environ["NM_VPN_PLUGIN_DIR"] = shutil.copytree(
+    os.environ["NM_VPN_PLUGIN_DIR"] = shutil.copytree(
         "/usr/lib/NetworkManager/VPN", os.path.join(os.environ["VELMORA_LAB"], "visible-plugins"))
     client.kill()
     client.start()
@@ -125,8 +116,8 @@ def the_daemon_wants_a_profile_for_all(client):
     labctl("plugin", "remove")
     press_fails(client, "VPN Preferences error: 3")
     labctl("plugin", "install")
-    users = ["nmcli", "-g", "connection.permissions", "connection", "show", "Velmora"]
-    check("the profile is everybody's", subprocess.check_output(users, text=True).strip() == "", plugins)
+    users = subprocess.check_output("nmcli -g connection.permissions connection show Velmora".split(), text=True)
+    check("the profile is everybody's", not users.strip(), users)
     next_press_works(client)
 
 
@@ -148,7 +139,7 @@ def pressed_again_and_again(client):
     tunnels = labctl("gateway", "log")[1].count("XAuth authentication of")
     check("one tunnel only", tunnels == before + 1, tunnels - before)
     client.press("Disconnect")
-    tells(client, "Disconnecting")
+    client.tells("Disconnecting")
     client.desktop.press(button)
     # Its request may have ended with the old tunnel.
     next_press_works(client)
@@ -180,7 +171,7 @@ def the_keyring_is_away(client):
     client.press("Quick Connect")
     until("the question for the details", lambda: labctl("http")[1])
     labctl("keyring", "kill")
-    tells(client, "Disconnected", tells(client, "Connecting"))
+    client.tells("Disconnected", client.tells("Connecting"))
     labctl("fault", "clear")
     labctl("keyring", "start")
     next_press_works(client)
@@ -218,7 +209,7 @@ def dumps_core(process):
 
 def a_crash_leaves_no_memory(client):
     how = {"preexec_fn": allow_core_files, "cwd": os.environ["HOME"]}
-    with subprocess.Popen(["labctl", "as-user", "sh", "-c", "echo; read -r"], stdin=subprocess.PIPE,
+    with subprocess.Popen(["labctl", "as-user", "sh", "-c", "echo; read -r line"], stdin=subprocess.PIPE,
                           stdout=subprocess.PIPE, **how) as other:
         other.stdout.readline()
         if not dumps_core(other):
@@ -239,7 +230,7 @@ def the_session_bus_goes(client):
         os.kill(int(file.read()), signal.SIGKILL)
     client.lines("stdout")
     subprocess.run(["nmcli", "connection", "down", "Velmora"], check=True)
-    tells(client, "Disconnected")
+    client.tells("Disconnected")
 
 
 def readable(program):

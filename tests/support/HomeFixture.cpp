@@ -29,10 +29,7 @@ void HomeFixture::load(const QByteArray &endpoints, const QByteArray &favorites)
     server.answer("{\"favorites\":" + favorites + "}");
     window = Window::windowWithContentViewController(screen);
     window->show();
-    const auto shown = [this] {
-        return isAtRest() && server.requests.size() == 2;
-    };
-    QVERIFY(QTest::qWaitFor(shown));
+    QVERIFY(QTest::qWaitFor([this] { return isAtRest() && server.requests.size() == 2; }));
 }
 
 void HomeFixture::loadWithoutService()
@@ -52,7 +49,7 @@ QStringList HomeFixture::newLines()
 {
     QStringList lines = output.lines();
     output.clear();
-    // What Qt's displayless platform says of a window that makes room is no line of the client's.
+    // QtTest prints what Qt's displayless platform says of a window that makes room.
     lines.removeIf([](const QString &line) { return line.contains(u"propagateSizeHints"_s); });
     return lines;
 }

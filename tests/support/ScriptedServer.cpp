@@ -6,18 +6,11 @@
 
 namespace velmora::testing {
 
-using namespace Qt::StringLiterals;
-
 ScriptedServer::ScriptedServer()
 {
     server.listen(QHostAddress::LocalHost);
     connect(&server, &QTcpServer::newConnection, this, &ScriptedServer::accept);
     setApiBaseUrl(baseUrl());
-}
-
-QString ScriptedServer::baseUrl() const
-{
-    return u"http://127.0.0.1:%1/api/"_s.arg(server.serverPort());
 }
 
 QByteArray ScriptedServer::reply(const QByteArray &body, int status, const QByteArray &headers)

@@ -30,7 +30,7 @@ public:
     ScriptedServer();
 
     /// Text for `setApiBaseUrl()`.
-    QString baseUrl() const;
+    QString baseUrl() const { return QStringLiteral("http://127.0.0.1:%1/api/").arg(server.serverPort()); }
     /// The next connection gets these bytes as they stand; without any the connection closes unanswered.
     void answerRaw(const QByteArray &bytes);
     /// The next connection, once its request is read, is the script's own to write to and to close.

@@ -160,43 +160,33 @@ private Q_SLOTS:
         QCOMPARE(faultsOf(shown).size(), 2);
     }
 
-    void whatNoSceneShowsCanBeRead_data()
-    {
-        QTest::addColumn<QPalette>("palette");
-        QTest::addColumn<bool>("isOwn");
-        QPalette highContrast(Qt::black);
-        highContrast.setColor(QPalette::WindowText, Qt::yellow);
-        QTest::newRow("own, light") << colors::lightPalette() << true;
-        QTest::newRow("own, dark") << colors::darkPalette() << true;
-        QTest::newRow("of a light desktop") << QPalette(QColor(0xef, 0xf0, 0xf1)) << false;
-        QTest::newRow("of a dark desktop") << QPalette(QColor(0x31, 0x36, 0x3b)) << false;
-        QTest::newRow("of high contrast") << highContrast << false;
-    }
     void whatNoSceneShowsCanBeRead()
     {
         using P = QPalette;
-        QFETCH(P, palette);
-        QFETCH(const bool, isOwn);
-        palette = colors::withAccent(palette);
-        // The quiet texts on a fill: the latency in the selected row, lines on the status card.
-        const P onAccent = colors::onFill(palette.color(P::Highlight), palette.color(P::HighlightedText));
-        const P onTone = colors::onFill(colors::protectedFill(palette), colors::onProtected());
-        QList<std::pair<QColor, QColor>> pairs{
-            {palette.color(P::WindowText), palette.color(P::Window)},
-            {palette.color(P::HighlightedText), palette.color(P::Highlight)},
-            {colors::quietText(palette), palette.color(P::Window)},
-            {colors::quietText(onAccent), onAccent.color(P::Window)},
-            {colors::quietText(onTone), onTone.color(P::Window)},
-            {colors::onProtected(), colors::protectedFill(palette)}};
-        using Roles = std::pair<P::ColorRole, P::ColorRole>;
-        for (const auto &[text, ground] :
-             isOwn ? QList<Roles>{{P::ToolTipText, P::ToolTipBase}, {P::Link, P::Window}, {P::Link, P::Base}}
-                   : QList<Roles>())
-            pairs.append({palette.color(text), palette.color(ground)});
+        P highContrast(Qt::black);
+        highContrast.setColor(P::WindowText, Qt::yellow);
+        const P lightDesktop(QColor(0xef, 0xf0, 0xf1)), darkDesktop(QColor(0x31, 0x36, 0x3b));
+        QList<std::pair<QColor, QColor>> pairs;
+        for (const P &desktop :
+             {colors::lightPalette(), colors::darkPalette(), lightDesktop, darkDesktop, highContrast}) {
+            const P palette = colors::withAccent(desktop);
+            // The quiet texts on a fill: the latency in the selected row, lines on the status card.
+            const P onAccent = colors::onFill(palette.color(P::Highlight), palette.color(P::HighlightedText));
+            const P onTone = colors::onFill(colors::protectedFill(palette), colors::onProtected());
+            for (const P &ground : {palette, onAccent, onTone}) {
+                pairs.append({ground.color(P::WindowText), ground.color(P::Window)});
+                pairs.append({colors::quietText(ground), ground.color(P::Window)});
+            }
+            QVERIFY(colors::contrast(colors::controlOutline(palette), palette.color(P::Window)) >=
+                    readableIcon);
+        }
+        for (const P &own : {colors::lightPalette(), colors::darkPalette()}) {
+            pairs.append({own.color(P::ToolTipText), own.color(P::ToolTipBase)});
+            pairs.append({own.color(P::Link), own.color(P::Window)});
+        }
         for (const auto &[text, ground] : std::as_const(pairs))
             QVERIFY2(colors::contrast(text, ground) >= colors::readable,
                      qPrintable(text.name() + u" on "_s + ground.name()));
-        QVERIFY(colors::contrast(colors::controlOutline(palette), palette.color(P::Window)) >= readableIcon);
     }
 
     void whatIsShownFollowsTheDesktop()
