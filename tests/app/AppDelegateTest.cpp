@@ -65,31 +65,22 @@ private Q_SLOTS:
     void initTestCase() { qputenv("XDG_CONFIG_HOME", folder.path().toUtf8()); }
     void init() { ProcessInfo::setOperatingSystemVersion({10, 13, 0}); }
 
-    void onlyTheMinorVersionDecidesOnTheSetup_data()
-    {
-        QTest::addColumn<int>("major");
-        QTest::addColumn<int>("minor");
-        QTest::addColumn<bool>("setUp");
-        QTest::newRow("what this port provides") << 10 << 13 << true;
-        QTest::newRow("newer major, one minor below") << 11 << 12 << false;
-        QTest::newRow("older major, higher minor") << 9 << 14 << true;
-    }
-
     void onlyTheMinorVersionDecidesOnTheSetup()
     {
-        QFETCH(int, major);
-        QFETCH(int, minor);
-        QFETCH(bool, setUp);
-        ProcessInfo::setOperatingSystemVersion({major, minor, 0});
         // An empty one is one all the same.
         writeDefaults("token=\n");
-        App app(2);
-        app.delegate.applicationDidFinishLaunching();
-        QCOMPARE(app.delegate.statusItem.imageName(), setUp ? u"icon"_s : QString());
-        QCOMPARE(app.delegate.statusItem.hasAction(), setUp);
-        QCOMPARE(Window::mainWindow()->contentViewController() == app.home.lock(), setUp);
-        for (const Window *const window : Window::windows())
-            QCOMPARE(window->collectionBehavior(), setUp ? 1U : 0U);
+        for (const OperatingSystemVersion &version :
+             {OperatingSystemVersion{10, 13, 0}, {11, 12, 0}, {9, 14, 0}}) {
+            ProcessInfo::setOperatingSystemVersion(version);
+            const bool setUp = version.minor >= 13;
+            App app(2);
+            app.delegate.applicationDidFinishLaunching();
+            QCOMPARE(app.delegate.statusItem.imageName(), setUp ? u"icon"_s : QString());
+            QCOMPARE(app.delegate.statusItem.hasAction(), setUp);
+            QCOMPARE(Window::mainWindow()->contentViewController() == app.home.lock(), setUp);
+            for (const Window *const window : Window::windows())
+                QCOMPARE(window->collectionBehavior(), setUp ? 1U : 0U);
+        }
     }
 
     void withoutAWindowHomeIsDropped()
@@ -181,38 +172,29 @@ private Q_SLOTS:
         QCOMPARE(QApplication::exec(), 0);
     }
 
-    void theLastWindowEndsWhatNothingBringsBack_data()
-    {
-        QTest::addColumn<bool>("hasHost");
-        QTest::addColumn<bool>("opensSettings");
-        QTest::newRow("no status host") << false << false;
-        QTest::newRow("status host") << true << false;
-        QTest::newRow("closed for the settings") << false << true;
-    }
-
     void theLastWindowEndsWhatNothingBringsBack()
     {
-        QFETCH(bool, hasHost);
-        QFETCH(bool, opensSettings);
-        FakeStatusHost host;
-        if (hasHost)
-            host.start();
-        App app(1);
-        QTRY_COMPARE(app.delegate.statusItem.hasHost(), hasHost);
-        setCurrentWindow(Window::windows().at(0));
-        // Runs behind the delegate's own look, which was connected earlier, and only where that ended
-        // nothing.
-        QTimer after;
-        after.callOnTimeout([] { QApplication::exit(1); });
-        connect(qApp, &QApplication::lastWindowClosed, &after, qOverload<>(&QTimer::start),
-                Qt::QueuedConnection);
-        QTimer::singleShot(0, this, [&] {
+        for (const auto &[hasHost, opensSettings] :
+             {std::pair(false, false), std::pair(true, false), std::pair(false, true)}) {
+            FakeStatusHost host;
+            if (hasHost)
+                host.start();
+            App app(1);
+            QTRY_COMPARE(app.delegate.statusItem.hasHost(), hasHost);
+            Window *const last = Window::windows().at(0);
+            setCurrentWindow(last);
+            // Runs behind the delegate's own look, which was connected earlier, and only where that ended
+            // nothing.
+            QTimer after;
+            after.callOnTimeout([] { QApplication::exit(1); });
+            connect(qApp, &QApplication::lastWindowClosed, &after, qOverload<>(&QTimer::start),
+                    Qt::QueuedConnection);
             if (opensSettings)
-                app.delegate.SettingsMenuClicked();
+                QTimer::singleShot(0, last, [&app] { app.delegate.SettingsMenuClicked(); });
             else
-                Window::windows().at(0)->close();
-        });
-        QCOMPARE(QApplication::exec(), hasHost || opensSettings ? 1 : 0);
+                QTimer::singleShot(0, last, &QWidget::close);
+            QCOMPARE(QApplication::exec(), hasHost || opensSettings ? 1 : 0);
+        }
     }
 
     void whatWasAskedBeforeTheNetworkPartsCameIsDone()

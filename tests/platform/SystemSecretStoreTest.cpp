@@ -42,26 +42,19 @@ public:
     }
     void signal(int number) { ::kill(static_cast<pid_t>(daemon.processId()), number); }
 
-    static void lock()
-    {
-        QCOMPARE(QProcess::execute(u"dbus-send"_s,
-                                   {u"--session"_s, u"--print-reply"_s, u"--dest=org.freedesktop.secrets"_s,
-                                    u"/org/freedesktop/secrets"_s, u"org.freedesktop.Secret.Service.Lock"_s,
-                                    u"array:objpath:/org/freedesktop/secrets/aliases/default"_s}),
-                 0);
-    }
-
+    static void lock() { tell(u"Lock"_s, {u"array:objpath:/org/freedesktop/secrets/aliases/default"_s}); }
     static void setDefaultCollection(const QString &name)
     {
-        QDBusMessage call =
-            QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s, u"/org/freedesktop/secrets"_s,
-                                           u"org.freedesktop.Secret.Service"_s, u"SetAlias"_s);
-        const QDBusObjectPath collection(u"/org/freedesktop/secrets/collection/"_s + name);
-        call.setArguments({u"default"_s, QVariant::fromValue(collection)});
-        QCOMPARE(QDBusConnection::sessionBus().call(call).type(), QDBusMessage::ReplyMessage);
+        tell(u"SetAlias"_s, {u"string:default"_s, u"objpath:/org/freedesktop/secrets/collection/"_s + name});
     }
 
 private:
+    static void tell(const QString &method, const QStringList &arguments)
+    {
+        const QStringList call{u"--session"_s, u"--print-reply"_s, u"--dest=org.freedesktop.secrets"_s,
+                               u"/org/freedesktop/secrets"_s, u"org.freedesktop.Secret.Service."_s + method};
+        QCOMPARE(QProcess::execute(u"dbus-send"_s, call + arguments), 0);
+    }
     static bool isOnBus()
     {
         return QDBusConnection::sessionBus().interface()->isServiceRegistered(u"org.freedesktop.secrets"_s);
