@@ -48,11 +48,18 @@ GHashTablePtr attributesOf(const QString &service, const QString &key)
                                                  key.toUtf8().constData(), nullptr));
 }
 
-/// The value may be null.
+/// Takes over the null-terminated texts.
+QByteArrayList listOf(char **texts)
+{
+    QByteArrayList list;
+    for (char **text = texts; *text != nullptr; ++text)
+        list.append(*text);
+    g_strfreev(texts);
+    return list;
+}
+
 QString textOf(SecretValue *value)
 {
-    if (value == nullptr)
-        return {};
     gsize size = 0;
     const gchar *bytes = secret_value_get(value, &size);
     QString text = QString::fromUtf8(bytes, static_cast<qsizetype>(size));
@@ -174,22 +181,21 @@ Result<QByteArrayList> SecretConversation::find(const QString &serviceName, cons
     char **locked = nullptr;
     if (!secret_service_search_for_dbus_paths_finish(service.get(), result.get(), &unlocked, &locked, &error))
         return failure(error);
-    QByteArrayList paths;
-    for (char **path = unlocked; *path != nullptr; ++path)
-        paths.append(*path);
-    const bool onlyLocked = paths.isEmpty() && locked[0] != nullptr;
-    g_strfreev(unlocked);
-    g_strfreev(locked);
-    if (onlyLocked)
+    QByteArrayList paths = listOf(unlocked);
+    const QByteArrayList closed = listOf(locked);
+    if (paths.isEmpty() && !closed.isEmpty())
         return isLocked();
     // The user may have made another collection the default one since an item was stored.
-    if (paths.size() > 1) {
+    if (paths.size() + closed.size() > 1) {
         const Result<QByteArray> collection = defaultCollection();
         if (!collection)
             return collection.error();
-        std::stable_partition(paths.begin(), paths.end(), [&collection](const QByteArray &path) {
+        const auto isInDefault = [&collection](const QByteArray &path) {
             return path.startsWith(*collection + '/');
-        });
+        };
+        const auto others = std::stable_partition(paths.begin(), paths.end(), isInDefault);
+        if (others == paths.begin() && std::any_of(closed.cbegin(), closed.cend(), isInDefault))
+            return isLocked();
     }
     return paths;
 }

@@ -105,6 +105,13 @@ private Q_SLOTS:
         QCOMPARE(*store.read(service, u"token"_s), std::optional(u"old"_s));
         QVERIFY(store.remove(service, u"token"_s));
         QCOMPARE(*store.read(service, u"token"_s), std::nullopt);
+        // A locked one is not made up for by another.
+        QVERIFY(store.store(service, u"token"_s, u"latest"_s));
+        Keyring::setDefaultCollection(u"session"_s);
+        QVERIFY(store.store(service, u"token"_s, u"other"_s));
+        Keyring::setDefaultCollection(u"login"_s);
+        Keyring::lock();
+        QVERIFY(!store.read(service, u"token"_s));
     }
 
     void aReferenceFollowsTheValueAndNothingElse()
