@@ -74,7 +74,7 @@ Result<> SystemSecretStore::remove(const QString &service, const QString &key)
         if (!paths)
             return paths.error();
         for (const QByteArray &path : *paths) {
-            if (const Result<> erased = open.eraseAt(path); !erased)
+            if (Result<> erased = open.eraseAt(path); !erased)
                 return erased;
         }
         return Success{};
