@@ -1,7 +1,7 @@
 #include "account/Keychain.h"
 
 #include "platform/Configuration.h"
-#include "platform/SecretStore.h"
+#include "platform/keyring/SecretStore.h"
 
 namespace velmora {
 

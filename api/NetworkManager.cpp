@@ -2,8 +2,8 @@
 
 #include "api/RecordCoding.h"
 #include "platform/Configuration.h"
-#include "platform/HttpSession.h"
 #include "platform/Log.h"
+#include "platform/network/HttpSession.h"
 
 #include <nlohmann/json.hpp>
 

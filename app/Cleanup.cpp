@@ -1,10 +1,10 @@
 #include "app/Cleanup.h"
 
-#include "platform/ApplicationInstance.h"
 #include "platform/Configuration.h"
+#include "platform/desktop/ApplicationInstance.h"
 #include "platform/Log.h"
-#include "platform/VPNConnection.h"
-#include "platform/VPNManager.h"
+#include "platform/vpn/VPNConnection.h"
+#include "platform/vpn/VPNManager.h"
 
 namespace velmora {
 

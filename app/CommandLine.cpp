@@ -3,9 +3,8 @@
 #include "app/Cleanup.h"
 #include "platform/Configuration.h"
 #include "platform/Log.h"
-#include "platform/NetworkParts.h"
 #include "platform/ProcessInfo.h"
-#include "platform/VPNManager.h"
+#include "platform/vpn/SystemNetworkVPNManager.h"
 
 #include <QCoreApplication>
 #include <QUrl>
@@ -94,7 +93,7 @@ int CommandLine::cleanUp()
 {
     if (!ProcessInfo::runsOnGLib())
         return 1;
-    const std::unique_ptr<VPNManager> manager = networkParts().makeVPNManager();
+    const std::unique_ptr<VPNManager> manager = std::make_unique<SystemNetworkVPNManager>();
     Cleanup cleanup(*manager);
     QObject::connect(&cleanup, &Cleanup::finished, qApp, &QCoreApplication::exit);
     cleanup.begin();

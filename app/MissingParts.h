@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/SystemReadiness.h"
+#include "platform/desktop/SystemReadiness.h"
 
 #include <QObject>
 #include <QStringList>

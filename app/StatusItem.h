@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/StatusNotifierItem.h"
+#include "platform/desktop/StatusNotifierItem.h"
 
 #include <QObject>
 

@@ -1,14 +1,15 @@
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
-#include "app/LateNetwork.h"
 #include "app/MainStoryboard.h"
 #include "app/MissingParts.h"
 #include "app/VelmoraApp.h"
-#include "platform/ApplicationInstance.h"
 #include "platform/Configuration.h"
-#include "platform/DesktopAppearance.h"
+#include "platform/desktop/ApplicationInstance.h"
+#include "platform/desktop/DesktopAppearance.h"
+#include "platform/keyring/SystemSecretStore.h"
+#include "platform/network/HttpSession.h"
 #include "platform/ProcessInfo.h"
-#include "platform/SystemSecretStore.h"
+#include "platform/vpn/SystemNetworkVPNManager.h"
 #include "resources/Pictures.h"
 #include "ui/Screen.h"
 #include "ui/Storyboard.h"
@@ -58,8 +59,13 @@ int main(int argc, char *argv[])
     // The one moment at which the user may be asked; what fails after it fails without a word.
     static_cast<void>(store->unlock());
     SecretStore::setShared(std::move(store));
-    const auto end = qScopeGuard([] { SecretStore::setShared(nullptr); });
-    const LateNetwork network;
+    VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
+    const auto end = qScopeGuard([] {
+        // What still waits may hold screens, which know the manager.
+        HttpSession::setShared(nullptr);
+        VPNManager::setSharedManager(nullptr);
+        SecretStore::setShared(nullptr);
+    });
 
     int status = 0;
     {

@@ -1,6 +1,6 @@
 #include "bench/RawConnects.h"
 
-#include "platform/MonotonicClock.h"
+#include "platform/network/MonotonicClock.h"
 
 #include <arpa/inet.h>
 #include <sys/epoll.h>

@@ -27,12 +27,10 @@ function(velmora_library name)
     target_link_libraries(${name} PUBLIC velmora_flags ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
 endfunction()
 
-# velmora_client(NAME CONFIGURATION): the client's program, which loads its network module. See platform/.
+# velmora_client(NAME CONFIGURATION): the client's program.
 function(velmora_client name configuration)
     add_executable(${name} ${CMAKE_SOURCE_DIR}/app/main.cpp)
-    target_link_libraries(${name} PRIVATE velmora_app velmora_loaded_network ${configuration})
-    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
-    add_dependencies(${name} velmora_network_module)
+    target_link_libraries(${name} PRIVATE velmora_app ${configuration})
 endfunction()
 
 # velmora_configuration(NAME APPLICATION_ID API_BASE_URL): what is compiled in, of which each executable links exactly

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/VPNStatus.h"
+#include "platform/vpn/VPNStatus.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include "platform/Bus.h"
 
-#include "platform/GLibPointer.h"
+#include "platform/network/GLibPointer.h"
 
 namespace velmora {
 

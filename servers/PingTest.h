@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/MonotonicClock.h"
-#include "platform/Stream.h"
+#include "platform/network/MonotonicClock.h"
+#include "platform/network/Stream.h"
 
 #include <QList>
 #include <QString>

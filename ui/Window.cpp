@@ -1,6 +1,6 @@
 #include "ui/Window.h"
 
-#include "platform/WindowSystem.h"
+#include "platform/desktop/WindowSystem.h"
 #include "ui/Screen.h"
 
 #include <QCloseEvent>

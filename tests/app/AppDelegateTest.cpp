@@ -1,6 +1,5 @@
 #include "app/AppDelegate.h"
 #include "app/SettingsVC.h"
-#include "platform/LateVPNManager.h"
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
 #include "tests/support/DeathTest.h"
@@ -195,15 +194,6 @@ private Q_SLOTS:
                 QTimer::singleShot(0, last, &QWidget::close);
             QCOMPARE(QApplication::exec(), hasHost || opensSettings ? 1 : 0);
         }
-    }
-
-    void whatWasAskedBeforeTheNetworkPartsCameIsDone()
-    {
-        LateVPNManager late;
-        bool isLoaded = false;
-        late.loadFromPreferences([&isLoaded](const auto &) { isLoaded = true; });
-        late.setManager(std::make_unique<FakeVPNManager>());
-        QTRY_VERIFY(isLoaded);
     }
 
 private:

@@ -1,6 +1,6 @@
 #include "app/MissingParts.h"
 #include "app/MainStoryboard.h"
-#include "platform/BusNameWatch.h"
+#include "platform/desktop/BusNameWatch.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/OutputCapture.h"
 #include "ui/NoticeStrip.h"

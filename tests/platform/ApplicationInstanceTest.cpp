@@ -1,4 +1,4 @@
-#include "platform/ApplicationInstance.h"
+#include "platform/desktop/ApplicationInstance.h"
 
 #include <QDBusConnectionInterface>
 #include <QGuiApplication>

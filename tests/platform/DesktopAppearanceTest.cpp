@@ -1,4 +1,4 @@
-#include "platform/DesktopAppearance.h"
+#include "platform/desktop/DesktopAppearance.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,4 +1,4 @@
-#include "platform/StatusNotifierItem.h"
+#include "platform/desktop/StatusNotifierItem.h"
 #include "resources/Pictures.h"
 #include "tests/support/FakeStatusHost.h"
 

@@ -1,5 +1,5 @@
-#include "platform/SystemNetworkVPNManager.h"
-#include "platform/VPNConnection.h"
+#include "platform/vpn/SystemNetworkVPNManager.h"
+#include "platform/vpn/VPNConnection.h"
 
 #include <QDBusConnection>
 #include <QDBusVirtualObject>

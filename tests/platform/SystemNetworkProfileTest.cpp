@@ -1,6 +1,6 @@
-#include "platform/SystemNetworkProfile.h"
-#include "platform/SystemNetworkLibrary.h"
-#include "platform/SystemNetworkSecretAgent.h"
+#include "platform/vpn/SystemNetworkProfile.h"
+#include "platform/vpn/SystemNetworkLibrary.h"
+#include "platform/vpn/SystemNetworkSecretAgent.h"
 #include "tests/support/FakeSecretStore.h"
 
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "platform/SystemNetworkStatus.h"
+#include "platform/vpn/SystemNetworkStatus.h"
 
 #include <QTest>
 

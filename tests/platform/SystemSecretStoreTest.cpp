@@ -1,4 +1,4 @@
-#include "platform/SystemSecretStore.h"
+#include "platform/keyring/SystemSecretStore.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

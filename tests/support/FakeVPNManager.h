@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/VPNConnection.h"
-#include "platform/VPNManager.h"
+#include "platform/vpn/VPNConnection.h"
+#include "platform/vpn/VPNManager.h"
 #include "tests/support/OutputCapture.h"
 
 #include <QQueue>

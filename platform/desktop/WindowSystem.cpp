@@ -1,0 +1,94 @@
+#include "platform/desktop/WindowSystem.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+namespace velmora::windowsystem {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr uint32_t allDesktops = 0xFFFFFFFF;
+/// Who asks, in the numbering of the Extended Window Manager Hints: a pager, which acts for the user
+/// directly, so that no protection of the focus holds it up.
+constexpr uint32_t sourcePager = 2;
+
+template<class T>
+struct FreeDeleter
+{
+    void operator()(T *reply) const { std::free(reply); }
+};
+template<class T>
+using Reply = std::unique_ptr<T, FreeDeleter<T>>;
+
+/// Null under another window system than X11.
+xcb_connection_t *x11()
+{
+    const auto *const native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return native != nullptr ? native->connection() : nullptr;
+}
+
+xcb_atom_t atom(xcb_connection_t *connection, const char *name)
+{
+    const xcb_intern_atom_cookie_t asked =
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, asked, nullptr));
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+/// Asks the window manager, which watches the root window.
+void sendToManager(xcb_connection_t *connection, const QWindow &window, const char *message,
+                   const std::array<uint32_t, 5> &data)
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = static_cast<xcb_window_t>(window.winId());
+    event.type = atom(connection, message);
+    std::copy(data.begin(), data.end(), event.data.data32);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    xcb_send_event(connection, 0, root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+    xcb_flush(connection);
+}
+
+} // namespace
+
+void joinAllSpaces(const QWindow &window)
+{
+    xcb_connection_t *const connection = x11();
+    if (connection == nullptr)
+        return;
+    if (window.isVisible()) {
+        // The window manager owns the hint of a window that it shows.
+        sendToManager(connection, window, "_NET_WM_DESKTOP", {allDesktops, 1, 0, 0, 0});
+        return;
+    }
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window.winId()),
+                        atom(connection, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
+    xcb_flush(connection);
+}
+
+void activate(QWindow &window, const QString &token)
+{
+    // Qt's Wayland plugin takes the token from here at the request, and removes it.
+    if (!token.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    window.requestActivate();
+    xcb_connection_t *const connection = x11();
+    if (connection == nullptr)
+        return;
+    sendToManager(connection, window, "_NET_ACTIVE_WINDOW", {sourcePager, XCB_CURRENT_TIME, 0, 0, 0});
+    // What the window starts later does not inherit a token that is used up.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+}
+
+} // namespace velmora::windowsystem
