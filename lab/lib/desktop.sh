@@ -251,7 +251,7 @@ keyringUnlock() {
 displayStart() {
     # shellcheck disable=SC2016  # expanded by the inner shell
     labSpawn display bash -c 'exec "$@" 3>"$0"' "$VELMORA_LAB/display" \
-        Xvfb -displayfd 3 -nolock -nolisten unix -nolisten tcp -ac -noreset -screen 0 1280x800x24 -dpi 96
+        Xvfb -displayfd 3 -nolock -nolisten unix -nolisten tcp -ac -noreset -screen 0 "${LAB_SCREEN}x24" -dpi 96
 }
 displayReady() {
     labReady display 10 test -s "$VELMORA_LAB/display"

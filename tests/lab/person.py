@@ -27,8 +27,8 @@ def labctl(*words):
 class Client:
     """One run of the client with its two channels in files of their own."""
 
-    def __init__(self, program, folder):
-        self.desktop = Desktop(folder)
+    def __init__(self, program, folder, desktop=None):
+        self.desktop = desktop or Desktop(folder)
         self.program = program
         self.paths = {name: os.path.join(folder, name) for name in ("stdout", "stderr")}
         self.marks = {name: 0 for name in self.paths}
