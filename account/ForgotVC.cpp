@@ -2,6 +2,7 @@
 
 #include "api/NetworkManager.h"
 #include "ui/Alert.h"
+#include "ui/Storyboard.h"
 #include "ui/Window.h"
 
 #include "ui_ForgotVC.h"
@@ -56,7 +57,7 @@ void ForgotVC::resetReplied()
 
 void ForgotVC::backToLoginButtonClicked()
 {
-    replaceBy(u"LoginVC"_s, u"ViewController"_s);
+    replaceBy(screens::login);
 }
 
 } // namespace velmora

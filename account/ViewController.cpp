@@ -4,6 +4,7 @@
 #include "servers/Countries.h"
 #include "ui/Alert.h"
 #include "ui/CurrentWindow.h"
+#include "ui/Storyboard.h"
 #include "ui/WebSite.h"
 #include "ui/Window.h"
 
@@ -90,12 +91,12 @@ void ViewController::createAccountButtonClicked()
 
 void ViewController::forgotPasswordButtonClicked()
 {
-    replaceBy(u"ForgotVC"_s, u"ForgotVC"_s);
+    replaceBy(screens::forgot);
 }
 
 void ViewController::showHome()
 {
-    replaceBy(u"HomeVC"_s, u"HomeVC"_s);
+    replaceBy(screens::home);
 }
 
 } // namespace velmora

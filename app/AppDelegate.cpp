@@ -41,7 +41,7 @@ void AppDelegate::applicationDidFinishLaunching()
     statusItem.setImageNamed(u"icon"_s);
     statusItem.setAction([this](const QString &activationToken) { showNotification(activationToken); });
     if (UserDefaults::standardUserDefaults().valueForKey(u"token"_s).isValid()) {
-        const std::shared_ptr<Screen> home = storyboard->instantiate(u"HomeVC"_s, u"HomeVC"_s);
+        const std::shared_ptr<Screen> home = storyboard->instantiate(screens::home);
         if (!home)
             fatalError(u"The storyboard has no home screen"_s);
         if (Window *const main = Window::mainWindow())
@@ -66,7 +66,7 @@ void AppDelegate::showNotification(const QString &activationToken)
         restored = true;
     }
     if (!restored) {
-        const std::shared_ptr<Screen> login = storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s);
+        const std::shared_ptr<Screen> login = storyboard->instantiate(screens::login);
         if (!login)
             return;
         Window::windowWithContentViewController(login)->makeKeyAndOrderFront();
@@ -78,7 +78,7 @@ void AppDelegate::SettingsMenuClicked()
 {
     if (Window *const current = currentWindow())
         current->close();
-    const std::shared_ptr<Screen> settings = storyboard->instantiate(u"SettingsVC"_s);
+    const std::shared_ptr<Screen> settings = storyboard->instantiate(screens::settings);
     if (!settings)
         fatalError(u"The storyboard has no settings screen"_s);
     Window::windowWithContentViewController(settings)->makeKeyAndOrderFront();

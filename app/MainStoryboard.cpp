@@ -16,14 +16,14 @@ using namespace Qt::StringLiterals;
 std::shared_ptr<Storyboard> makeMainStoryboard()
 {
     std::shared_ptr<Storyboard> storyboard = Storyboard::make();
-    storyboard->add(u"LoginVC"_s, u"ViewController"_s, Screen::make<ViewController>);
-    storyboard->add(u"HomeVC"_s, u"HomeVC"_s, Screen::make<HomeVC>);
-    storyboard->add(u"ForgotVC"_s, u"ForgotVC"_s, Screen::make<ForgotVC>);
-    storyboard->add(u"SettingsVC"_s, u"SettingsVC"_s, Screen::make<SettingsVC>);
-    storyboard->add(u"Notification1VC"_s, u"Notification1VC"_s, Screen::make<Notification1VC>);
-    storyboard->add(u"Notification2VC"_s, u"Notification2VC"_s, Screen::make<Notification2VC>);
-    storyboard->add(u"Notification3VC"_s, u"Notification3VC"_s, Screen::make<Notification3VC>);
-    storyboard->add(u"FutureVC"_s, u"FutureVC"_s, Screen::make<FutureVC>);
+    storyboard->add(screens::login, Screen::make<ViewController>);
+    storyboard->add(screens::home, Screen::make<HomeVC>);
+    storyboard->add(screens::forgot, Screen::make<ForgotVC>);
+    storyboard->add(screens::settings, Screen::make<SettingsVC>);
+    storyboard->add(screens::notification1, Screen::make<Notification1VC>);
+    storyboard->add(screens::notification2, Screen::make<Notification2VC>);
+    storyboard->add(screens::notification3, Screen::make<Notification3VC>);
+    storyboard->add(screens::future, Screen::make<FutureVC>);
     return storyboard;
 }
 

@@ -1,6 +1,7 @@
 #include "app/SettingsVC.h"
 
 #include "platform/UserDefaults.h"
+#include "ui/Storyboard.h"
 
 #include "ui_SettingsVC.h"
 
@@ -26,12 +27,12 @@ std::unique_ptr<QWidget> SettingsVC::makeView()
 
 void SettingsVC::homeButtonClicked()
 {
-    replaceBy(u"HomeVC"_s, u"HomeVC"_s);
+    replaceBy(screens::home);
 }
 
 void SettingsVC::changePasswordButtonClicked()
 {
-    replaceBy(u"ForgotVC"_s, u"ForgotVC"_s);
+    replaceBy(screens::forgot);
 }
 
 void SettingsVC::logoutButtonClicked()
@@ -41,7 +42,7 @@ void SettingsVC::logoutButtonClicked()
     for (const QString &key : keys)
         defaults.removeObjectForKey(key);
     defaults.synchronize();
-    replaceBy(u"LoginVC"_s, u"ViewController"_s);
+    replaceBy(screens::login);
 }
 
 } // namespace velmora

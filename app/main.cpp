@@ -73,8 +73,7 @@ int main(int argc, char *argv[])
         AppDelegate delegate(storyboard);
         QObject::connect(&instance, &ApplicationInstance::activationRequested, &delegate,
                          &AppDelegate::activate);
-        auto *const window = Window::windowWithContentViewController(
-            storyboard->instantiate(u"LoginVC"_s, u"ViewController"_s));
+        auto *const window = Window::windowWithContentViewController(storyboard->instantiate(screens::login));
         delegate.applicationDidFinishLaunching();
         window->makeKeyAndOrderFront();
         const SystemReadiness readiness;

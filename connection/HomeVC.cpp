@@ -6,6 +6,7 @@
 #include "platform/Log.h"
 #include "servers/CountryTV.h"
 #include "servers/FavoriteTV.h"
+#include "ui/Storyboard.h"
 #include "ui/WebSite.h"
 
 #include "ui_HomeVC.h"
@@ -171,7 +172,7 @@ void HomeVC::helpButtonClicked()
 
 void HomeVC::settingsButtonClickedWithSender()
 {
-    replaceBy(u"SettingsVC"_s, u"SettingsVC"_s);
+    replaceBy(screens::settings);
 }
 
 void HomeVC::showInstallModal()
@@ -198,12 +199,12 @@ void HomeVC::button1Clicked()
 
 void HomeVC::button2Clicked()
 {
-    presentAsModalWindow(u"Notification1VC"_s, u"Notification1VC"_s);
+    presentAsModalWindow(screens::notification1);
 }
 
 void HomeVC::button3Clicked()
 {
-    presentAsModalWindow(u"Notification2VC"_s, u"Notification2VC"_s);
+    presentAsModalWindow(screens::notification2);
 }
 
 } // namespace velmora

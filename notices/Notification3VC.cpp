@@ -42,8 +42,7 @@ void Notification3VC::exitButtonClicked()
 void Notification3VC::openButtonClicked()
 {
     const std::shared_ptr<Storyboard> board = storyboard();
-    const std::shared_ptr<Screen> screen =
-        board ? board->instantiate(u"LoginVC"_s, u"ViewController"_s) : nullptr;
+    const std::shared_ptr<Screen> screen = board ? board->instantiate(screens::login) : nullptr;
     if (!screen)
         return;
     if (Window *const login = currentWindow())

@@ -60,56 +60,57 @@ QSize Screen::preferredContentSize()
     return ordinarySize;
 }
 
-void Screen::replaceBy(const QString &identifier, const QString &className)
+void Screen::replaceBy(const ScreenIdentifier &identifier)
 {
     const std::shared_ptr<Storyboard> board = storyboard();
-    if (!board)
-        return;
-    const std::shared_ptr<Screen> screen = board->instantiate(identifier, className);
-    if (!screen)
-        return;
-    if (Window *const target = window())
+    const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr;
+    Window *const target = window();
+    if (screen && target != nullptr)
         target->setContentViewController(screen);
 }
 
-void Screen::presentAsModalWindow(const QString &identifier, const QString &className)
+void Screen::presentAsModalWindow(const ScreenIdentifier &identifier)
 {
     const std::shared_ptr<Storyboard> board = storyboard();
-    const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier, className) : nullptr;
-    if (!screen)
-        return;
-    Window *const modal = Window::windowWithContentViewController(screen);
-    modal->setWindowModality(Qt::ApplicationModal);
+    if (const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr)
+        present(screen, Qt::ApplicationModal);
+}
+
+Window *Screen::present(const std::shared_ptr<Screen> &screen, Qt::WindowModality modality)
+{
+    Window *const opened = Window::windowWithContentViewController(screen);
+    opened->setWindowModality(modality);
     if (const Window *const presenter = window()) {
-        modal->createWindow();
-        modal->windowHandle()->setTransientParent(presenter->windowHandle());
+        // Only for dialogs does Qt tell the window manager which window they belong to.
+        opened->setWindowFlag(Qt::Dialog);
+        opened->createWindow();
+        opened->windowHandle()->setTransientParent(presenter->windowHandle());
     }
-    modal->makeKeyAndOrderFront();
+    opened->makeKeyAndOrderFront();
+    return opened;
 }
 
 void Screen::connectSegues()
 {
     const QList<QAbstractButton *> buttons = view->findChildren<QAbstractButton *>();
     for (QAbstractButton *const button : buttons) {
-        const QString identifier = button->property("segue").toString();
-        if (!identifier.isEmpty())
+        const QString name = button->property("segue").toString();
+        if (!name.isEmpty())
             connect(button, &QAbstractButton::clicked, this,
-                    [this, button, identifier] { performSegue(button, identifier); });
+                    [this, button, name] { performSegue(button, name); });
     }
 }
 
-void Screen::performSegue(QAbstractButton *button, const QString &identifier)
+void Screen::performSegue(QAbstractButton *button, const QString &name)
 {
-    Window *target = segueWindows.value(button);
-    if (target == nullptr || !Window::windows().contains(target)) {
-        const std::shared_ptr<Storyboard> board = storyboard();
-        const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr;
-        if (!screen)
-            return;
-        target = Window::windowWithContentViewController(screen);
-        segueWindows.insert(button, target);
+    Window *const open = segueWindows.value(button);
+    if (open != nullptr && Window::windows().contains(open)) {
+        open->makeKeyAndOrderFront();
+        return;
     }
-    target->makeKeyAndOrderFront();
+    const std::shared_ptr<Storyboard> board = storyboard();
+    if (const std::shared_ptr<Screen> screen = board ? board->instantiateNamed(name) : nullptr)
+        segueWindows.insert(button, present(screen, Qt::NonModal));
 }
 
 } // namespace velmora

@@ -11,6 +11,7 @@ class QAbstractButton;
 
 namespace velmora {
 
+struct ScreenIdentifier;
 class Storyboard;
 class Window;
 
@@ -49,13 +50,12 @@ public:
     /// The size of a window that is made for this screen, in logical pixels.
     virtual QSize preferredContentSize();
 
-    /// Makes this the content of the same window in place of this screen, if all of these exist: the
-    /// storyboard, in it an entry `identifier` of the class `className`, and this screen's window. Otherwise
-    /// does nothing.
-    void replaceBy(const QString &identifier, const QString &className);
-    /// Shows a screen of the storyboard in a window of its own, which no other window of the application can
-    /// be used beside. Does nothing without a storyboard or without an entry `identifier` of `className`.
-    void presentAsModalWindow(const QString &identifier, const QString &className);
+    /// Makes a screen of the storyboard the content of the window in place of this screen. Does nothing
+    /// without a storyboard, without a screen of this name and class in it, or without a window.
+    void replaceBy(const ScreenIdentifier &identifier);
+    /// Shows a screen of the storyboard in a window of its own, which blocks all other windows of the
+    /// application. Does nothing without a storyboard or without a screen of this name and class in it.
+    void presentAsModalWindow(const ScreenIdentifier &identifier);
 
 protected:
     Screen();
@@ -79,10 +79,12 @@ protected:
 private:
     friend class Storyboard;
 
-    /// Connects each button whose layout gives it a property `segue`, the identifier of a screen, to show
-    /// that screen in a window of its own; while that window is open, to bring it to the front.
+    /// A button whose layout gives it a property `segue`, the name of a screen, shows that screen in a window
+    /// of its own or, while that window is open, brings it to the front.
     void connectSegues();
-    void performSegue(QAbstractButton *button, const QString &identifier);
+    void performSegue(QAbstractButton *button, const QString &name);
+    /// Opens a window for the screen that stays above this screen's window.
+    Window *present(const std::shared_ptr<Screen> &screen, Qt::WindowModality modality);
 
     /// Takes the view out of the window's hierarchy before it goes, and lets its pending events go with it.
     struct ViewRelease

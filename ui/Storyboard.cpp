@@ -9,21 +9,20 @@ std::shared_ptr<Storyboard> Storyboard::make()
     return std::shared_ptr<Storyboard>(new Storyboard);
 }
 
-void Storyboard::add(const QString &identifier, const QString &className, Factory factory)
+void Storyboard::add(const ScreenIdentifier &identifier, Factory factory)
 {
-    entries.insert(identifier, {className, std::move(factory)});
+    entries.insert(identifier.name.toString(), {identifier.className.toString(), std::move(factory)});
 }
 
-std::shared_ptr<Screen> Storyboard::instantiate(const QString &identifier, const QString &expectedClass)
+std::shared_ptr<Screen> Storyboard::instantiate(const ScreenIdentifier &identifier)
 {
-    const auto entry = entries.constFind(identifier);
-    return entry != entries.constEnd() && entry->className == expectedClass ? instantiate(identifier)
-                                                                            : nullptr;
+    const QString name = identifier.name.toString();
+    return entries.value(name).className == identifier.className ? instantiateNamed(name) : nullptr;
 }
 
-std::shared_ptr<Screen> Storyboard::instantiate(const QString &identifier)
+std::shared_ptr<Screen> Storyboard::instantiateNamed(const QString &name)
 {
-    const auto entry = entries.constFind(identifier);
+    const auto entry = entries.constFind(name);
     if (entry == entries.constEnd())
         return nullptr;
     std::shared_ptr<Screen> screen = entry->factory();

@@ -28,9 +28,9 @@ struct Shown
 {
     Shown()
     {
-        storyboard->add(u"Shown"_s, u"Shown"_s, Screen::make<T>);
-        storyboard->add(u"HomeVC"_s, u"HomeVC"_s, Screen::make<StubScreen>);
-        screen = storyboard->instantiate(u"Shown"_s);
+        storyboard->add({u"Shown", u""}, Screen::make<T>);
+        storyboard->add(screens::home, Screen::make<StubScreen>);
+        screen = storyboard->instantiateNamed(u"Shown"_s);
         window.reset(Window::windowWithContentViewController(screen));
     }
 

@@ -29,14 +29,13 @@ struct App
 {
     explicit App(int windowCount)
     {
-        storyboard->add(u"LoginVC"_s, u"ViewController"_s,
-                        [this] { return login = Screen::make<StubScreen>(); });
-        storyboard->add(u"HomeVC"_s, u"HomeVC"_s, [this] {
+        storyboard->add(screens::login, [this] { return login = Screen::make<StubScreen>(); });
+        storyboard->add(screens::home, [this] {
             std::shared_ptr<Screen> screen = Screen::make<StubScreen>();
             home = screen;
             return screen;
         });
-        storyboard->add(u"SettingsVC"_s, u"SettingsVC"_s, Screen::make<StubScreen>);
+        storyboard->add(screens::settings, Screen::make<StubScreen>);
         for (int made = 0; made < windowCount; ++made)
             Window::windowWithContentViewController(Screen::make<StubScreen>())->makeKeyAndOrderFront();
     }
@@ -108,7 +107,7 @@ private Q_SLOTS:
     {
         writeDefaults("token=t\n");
         const std::shared_ptr<Storyboard> odd = Storyboard::make();
-        odd->add(u"HomeVC"_s, u"OtherVC"_s, Screen::make<StubScreen>);
+        odd->add({screens::home.name, u"OtherVC"}, Screen::make<StubScreen>);
         // Made before the process is copied: the copy has no thread that serves the bus.
         AppDelegate delegate(odd);
         QVERIFY(runsToItsDeath([&] { delegate.applicationDidFinishLaunching(); }).aborted);

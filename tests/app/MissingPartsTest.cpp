@@ -145,7 +145,7 @@ private Q_SLOTS:
         QApplication::setFont(large);
         FakeSecretStore::install();
         const std::unique_ptr<Window> window(
-            Window::windowWithContentViewController(makeMainStoryboard()->instantiate(u"LoginVC"_s)));
+            Window::windowWithContentViewController(makeMainStoryboard()->instantiate(screens::login)));
         window->makeKeyAndOrderFront();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
         const auto *strip = window->findChild<NoticeStrip *>();

@@ -33,7 +33,7 @@ private Q_SLOTS:
     void homePresentsItsNoticesOnceAndModallyWhereStated()
     {
         const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
-        const Window *const window = open(storyboard->instantiate(u"HomeVC"_s));
+        const Window *const window = open(storyboard->instantiate(screens::home));
         for (const auto &[button, modality] :
              {std::pair(u"button2"_s, Qt::ApplicationModal), std::pair(u"button3"_s, Qt::ApplicationModal),
               std::pair(u"recentButton"_s, Qt::NonModal)}) {
@@ -64,11 +64,11 @@ private Q_SLOTS:
         QFETCH(QString, buttons);
         // There is none for the settings.
         const std::shared_ptr<Storyboard> odd = Storyboard::make();
-        for (const QString &identifier :
-             {u"LoginVC"_s, u"HomeVC"_s, u"ForgotVC"_s, u"Notification1VC"_s, u"Notification2VC"_s})
-            odd->add(identifier, u"OtherVC"_s, Screen::make<StubScreen>);
-        odd->add(u"Shown"_s, shown, [&] { return makeMainStoryboard()->instantiate(shown); });
-        const std::shared_ptr<Screen> screen = odd->instantiate(u"Shown"_s);
+        for (const ScreenIdentifier &screen :
+             {screens::login, screens::home, screens::forgot, screens::notification1, screens::notification2})
+            odd->add({screen.name, u"OtherVC"}, Screen::make<StubScreen>);
+        odd->add({u"Shown", u""}, [&] { return makeMainStoryboard()->instantiateNamed(shown); });
+        const std::shared_ptr<Screen> screen = odd->instantiateNamed(u"Shown"_s);
         const Window *const window = open(screen);
         for (const QString &button : buttons.split(u' '))
             click(window, button);

@@ -39,9 +39,9 @@ struct Notice
     template<class T>
     static Notice of(const std::shared_ptr<Storyboard> &storyboard = Storyboard::make())
     {
-        storyboard->add(u"Notice"_s, u"Notice"_s, Screen::make<T>);
+        storyboard->add({u"Notice", u""}, Screen::make<T>);
         Notice notice;
-        notice.window = Window::windowWithContentViewController(storyboard->instantiate(u"Notice"_s));
+        notice.window = Window::windowWithContentViewController(storyboard->instantiateNamed(u"Notice"_s));
         notice.window->show();
         return notice;
     }
@@ -118,7 +118,7 @@ private Q_SLOTS:
              {std::tuple(true, u"ViewController"_s, 1), std::tuple(false, u"ViewController"_s, 1),
               std::tuple(true, u"OtherVC"_s, 2)}) {
             const std::shared_ptr<Storyboard> storyboard = Storyboard::make();
-            storyboard->add(u"LoginVC"_s, loginClass, Screen::make<StubScreen>);
+            storyboard->add({screens::login.name, loginClass}, Screen::make<StubScreen>);
             const Notice notice = Notice::of<Notification3VC>(storyboard);
             const QPointer<Window> recorded(
                 isRecorded ? Window::windowWithContentViewController(Screen::make<StubScreen>()) : nullptr);

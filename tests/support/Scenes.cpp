@@ -91,7 +91,7 @@ void sayMissing(const QList<SystemReadiness::Missing> &parts)
 /// A screen as its window shows it, without the window's menu bar.
 void showScreen(const QString &identifier, const QString &name, const scenes::Visitor &visit)
 {
-    const std::shared_ptr<Screen> screen = makeMainStoryboard()->instantiate(identifier);
+    const std::shared_ptr<Screen> screen = makeMainStoryboard()->instantiateNamed(identifier);
     screen->loadedView()->resize(screen->preferredContentSize());
     present(*screen->loadedView(), name, visit);
 }

@@ -25,7 +25,7 @@ void takeShots(const QString &suffix)
 int showScreen(const QString &identifier)
 {
     QApplication::setApplicationName(u"velmora"_s);
-    Window::windowWithContentViewController(makeMainStoryboard()->instantiate(identifier))
+    Window::windowWithContentViewController(makeMainStoryboard()->instantiateNamed(identifier))
         ->makeKeyAndOrderFront();
     return QApplication::exec();
 }
