@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/IconButton.h"
+#include "ui/Buttons.h"
 
 namespace velmora {
 

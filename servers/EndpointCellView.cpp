@@ -2,6 +2,7 @@
 
 #include "api/NetworkManager.h"
 #include "servers/HomeScreen.h"
+#include "ui/DisplayText.h"
 #include "ui/TableViewAccessible.h"
 
 namespace velmora {
@@ -30,9 +31,9 @@ QString spokenName(const QString &name)
 void EndpointCellView::configure(const Service &service)
 {
     flagImageView->setImageNamed(service.country.toLower());
-    countryLabel->setText(service.name);
+    countryLabel->setText(displayText(service.name).replace(u'\n', u' '));
     latencyLabel().setText(latencyText(service.ping));
-    const QString action = starText(spokenName(service.name));
+    const QString action = starText(spokenName(countryLabel->text()));
     if (starBtn->accessibleName() != action)
         starBtn->setAccessibleName(action);
     announceRowText(this);

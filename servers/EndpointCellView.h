@@ -4,8 +4,8 @@
 #include "api/Service.h"
 #include "servers/CircleImageView.h"
 #include "servers/LatencyLabel.h"
-#include "ui/ElidedLabel.h"
-#include "ui/IconButton.h"
+#include "ui/Buttons.h"
+#include "ui/Labels.h"
 #include "ui/Outlet.h"
 #include "ui/TableCellView.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/TextLabel.h"
+#include "ui/Labels.h"
 
 namespace velmora {
 

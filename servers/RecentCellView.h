@@ -1,7 +1,7 @@
 #pragma once
 
 #include "servers/CircleImageView.h"
-#include "ui/ElidedLabel.h"
+#include "ui/Labels.h"
 #include "ui/Outlet.h"
 #include "ui/TableCellView.h"
 

@@ -1,8 +1,7 @@
 #include "ui/NoticeStrip.h"
 
-#include "ui/IconView.h"
+#include "ui/Labels.h"
 #include "ui/Style.h"
-#include "ui/TextLabel.h"
 
 #include <QAccessible>
 #include <QVBoxLayout>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/Card.h"
+#include "ui/Labels.h"
 
 #include <QStringList>
 

@@ -106,6 +106,14 @@ void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter 
     Style::drawPanel(painter, rect, handle, Qt::transparent, std::min(rect.width(), rect.height()) / 2);
 }
 
+/// Whether this is a further press of a held key that presses a button or closes something. Wherever the
+/// keyboard has moved since the first one, a held key acts once.
+bool repeatsCommand(const QKeyEvent *event)
+{
+    const int key = event->key();
+    return event->isAutoRepeat() && (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Escape);
+}
+
 } // namespace
 
 void Style::install()
@@ -146,6 +154,8 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
         if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Alt)
             showMnemonics(QApplication::activeWindow(), event->type() == QEvent::KeyPress);
+        if (repeatsCommand(static_cast<QKeyEvent *>(event)))
+            return true;
     } else if (event->type() == QEvent::WindowDeactivate) {
         showMnemonics(qobject_cast<QWidget *>(watched), false);
     }

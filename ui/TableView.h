@@ -23,7 +23,7 @@ class TableView : public QAbstractScrollArea
     Q_OBJECT
     Q_PROPERTY(QString emptyText READ emptyText WRITE setEmptyText)
     /// How many rows the list asks to be high for; it scrolls for more.
-    Q_PROPERTY(int mostRowsShown MEMBER wantedRows)
+    Q_PROPERTY(int maximumRows MEMBER wantedRows)
 
 public:
     /// Makes one row view as a child of the given widget.

@@ -10,9 +10,13 @@
 #include "tests/support/DeathTest.h"
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/ScriptedServer.h"
+#include "ui/DisplayText.h"
+#include "ui/Style.h"
 
 #include <QApplication>
-#include <QPushButton>
+#include <QDialog>
+#include <QLineEdit>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -78,6 +82,14 @@ QString shownAt(TableView &list, int row)
         .arg(cell->spokenText());
 }
 
+void sendMouse(QWidget *widget, QEvent::Type type)
+{
+    const QPointF at = QRectF(widget->rect()).center();
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent event(type, at, widget->mapToGlobal(at), Qt::LeftButton, held, Qt::NoModifier);
+    QApplication::sendEvent(widget, &event);
+}
+
 } // namespace
 
 class ServerListsTest : public QObject
@@ -85,6 +97,8 @@ class ServerListsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { Style::install(); }
+
     void aRowShowsTheFirstRecordWithItsId()
     {
         ServiceManager &store = ServiceManager::shared();
@@ -203,6 +217,85 @@ private Q_SLOTS:
         QCOMPARE(server.requests.size(), 6);
         QCOMPARE(server.requests[2].body, QByteArray("{\"endpoint\":5}"));
         QCOMPARE(server.requests[4].path, QByteArray("/api/favorite/5"));
+    }
+
+    void aHeldKeyActsOnce()
+    {
+        QDialog dialog;
+        QWidget window;
+        const QList<QAbstractButton *> buttons{new QPushButton(&dialog), new PushButton(&window),
+                                               new IconButton(&window)};
+        QLineEdit line(&window);
+        const auto hold = [](QWidget *widget, Qt::Key key, const QString &text) {
+            for (int press = 0; press < 4; ++press) {
+                QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text, press > 0);
+                QApplication::sendEvent(widget, &event);
+            }
+            QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier, text);
+            QApplication::sendEvent(widget, &release);
+        };
+        for (QAbstractButton *const button : buttons) {
+            const QSignalSpy clicked(button, &QAbstractButton::clicked);
+            hold(button, Qt::Key_Return, u"\r"_s);
+            QCOMPARE(clicked.size(), 1);
+            hold(button, Qt::Key_Space, u" "_s);
+            QCOMPARE(clicked.size(), 2);
+        }
+        const QSignalSpy entered(&line, &QLineEdit::returnPressed);
+        hold(&line, Qt::Key_Return, u"\r"_s);
+        QCOMPARE(entered.size(), 1);
+        // A letter goes on repeating.
+        hold(&line, Qt::Key_Space, u" "_s);
+        QCOMPARE(line.text(), u"    "_s);
+    }
+
+    void aPressOfAStarIsForTheRowThatItHit()
+    {
+        storeMany(9);
+        CountryTV list;
+        showFilled(list);
+        IconButton *const star = cellAt(list, 2)->starBtn.get();
+        const QSignalSpy clicked(star, &IconButton::clicked);
+        const auto send = [star](const QList<QEvent::Type> &types) {
+            for (const QEvent::Type type : types)
+                sendMouse(star, type);
+        };
+        const auto firstRowGoes = [&list] {
+            ServiceManager::shared().countryService.removeFirst();
+            list.reloadData();
+        };
+        send({QEvent::MouseButtonPress, QEvent::MouseButtonRelease});
+        QCOMPARE(clicked.size(), 1);
+        send({QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease});
+        QCOMPARE(clicked.size(), 2);
+        // The second press hits the row that has moved up.
+        send({QEvent::MouseButtonPress, QEvent::MouseButtonRelease});
+        firstRowGoes();
+        send({QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease});
+        QCOMPARE(clicked.size(), 3);
+        // The row moves between press and release.
+        send({QEvent::MouseButtonPress});
+        firstRowGoes();
+        send({QEvent::MouseButtonRelease});
+        QCOMPARE(clicked.size(), 3);
+        // The first press hit something else.
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(star, &leave);
+        send({QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease});
+        QCOMPARE(clicked.size(), 3);
+        QCOMPARE(list.selectedRow(), -1);
+    }
+
+    void textsAreShownWithoutWhatActsOnTheTextAround()
+    {
+        const QString hostile = u"A\u2028B\u2029C\r\tD\u0085E\0\u202EF\u2067G\u061Cא\n"_s;
+        QCOMPARE(displayText(hostile), u"A\nB\nC  D E \uFFFDF\uFFFDG\u061Cא\n"_s);
+        ServiceManager &store = ServiceManager::shared();
+        store.allService = store.countryService = {endpoint(1, u"Ber\u2028lin\u202E"_s)};
+        CountryTV list;
+        list.reloadData();
+        QCOMPARE(cellAt(list, 0)->countryLabel->text(), u"Ber lin\uFFFD"_s);
+        QCOMPARE(cellAt(list, 0)->starBtn->accessibleName(), u"Add Ber lin\uFFFD to favourites"_s);
     }
 
     void recentPlacesAreFourAndRefuseSelection()

@@ -1,12 +1,11 @@
-#include "ui/IconButton.h"
+#include "ui/Buttons.h"
 
 #include "resources/Pictures.h"
 #include "ui/Colors.h"
 #include "ui/Style.h"
 
-#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
-#include <QStyleOption>
 
 #include <utility>
 
@@ -14,13 +13,20 @@ namespace velmora {
 
 namespace {
 
-/// Icons grow with the text that they stand beside.
-int iconSize(const QWidget &widget)
+bool isReturn(const QKeyEvent *event)
 {
-    return std::max(20, qRound(widget.fontMetrics().height() * 1.1));
+    return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
 }
 
 } // namespace
+
+void PushButton::keyPressEvent(QKeyEvent *event)
+{
+    if (isReturn(event))
+        click();
+    else
+        QPushButton::keyPressEvent(event);
+}
 
 IconButton::IconButton(QWidget *parent) : QToolButton(parent)
 {
@@ -30,21 +36,20 @@ IconButton::IconButton(QWidget *parent) : QToolButton(parent)
 
 void IconButton::setImageNamed(const QString &name)
 {
-    if (name == image)
-        return;
-    image = name;
-    update();
+    if (std::exchange(image, name) != name)
+        update();
 }
 
-void IconButton::setAccented(bool accented)
+void IconButton::setTag(qint64 tag)
 {
-    if (std::exchange(accent, accented) != accented)
-        update();
+    if (std::exchange(number, tag) != tag)
+        setDown(false);
 }
 
 QSize IconButton::sizeHint() const
 {
-    const int side = velmora::iconSize(*this) + 2 * Style::spaceS;
+    // The icon grows with the text that it stands beside.
+    const int side = std::max(20, qRound(fontMetrics().height() * 1.1)) + 2 * Style::spaceS;
     return {side, side};
 }
 
@@ -67,26 +72,35 @@ void IconButton::paintEvent(QPaintEvent *)
         Style::drawPanel(&painter, rect(), isDown() ? colors::pressed(palette()) : colors::hover(palette()));
     const QColor quiet = over ? palette().color(QPalette::WindowText) : colors::quietText(palette());
     // A row of a list may be lower than a large font would have it.
-    const int side = std::min(velmora::iconSize(*this), height() - Style::spaceS);
-    drawIcon(&painter, side, accent ? palette().color(QPalette::Highlight) : quiet);
+    const int side = std::min(sizeHint().height() - 2 * Style::spaceS, height() - Style::spaceS);
+    drawIcon(&painter, side, accented ? palette().color(QPalette::Highlight) : quiet);
     if (showsFocus())
         Style::drawFocusRing(&painter, rect(), palette().color(QPalette::Highlight));
 }
 
+void IconButton::mousePressEvent(QMouseEvent *event)
+{
+    // Between the presses of a double-click the rows may move, or the row may show another record.
+    if (event->type() == QEvent::MouseButtonDblClick && pressedTag != number)
+        return;
+    pressedTag = number;
+    QToolButton::mousePressEvent(event);
+}
+
+void IconButton::leaveEvent(QEvent *event)
+{
+    pressedTag.reset();
+    QToolButton::leaveEvent(event);
+}
+
 void IconButton::keyPressEvent(QKeyEvent *event)
 {
-    switch (event->key()) {
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
+    if (isReturn(event))
         click();
-        break;
-    case Qt::Key_Up:
-    case Qt::Key_Down:
+    else if (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down)
         event->ignore();
-        break;
-    default:
+    else
         QToolButton::keyPressEvent(event);
-    }
 }
 
 } // namespace velmora
