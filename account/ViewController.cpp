@@ -1,6 +1,7 @@
 #include "account/ViewController.h"
 
 #include "api/NetworkManager.h"
+#include "platform/keyring/SecretStore.h"
 #include "servers/Countries.h"
 #include "ui/Alert.h"
 #include "ui/CurrentWindow.h"
@@ -41,15 +42,21 @@ void ViewController::viewDidAppear()
         shownIn->setStyleMask(shownIn->styleMask() & ~WindowStyleMaskResizable);
     setCurrentWindow(shownIn);
     CountryMaps::shared().derive();
-    const QString token = keychain.text(u"token"_s).value_or(QString());
-    const QString username = keychain.text(u"username"_s).value_or(QString());
-    if (!token.isEmpty() && !username.isEmpty()) {
-        showHome();
-        return;
-    }
+    // A keyring may open while the screen is shown.
+    connect(&SecretStore::shared(), &SecretStore::opened, this, &ViewController::passOnToHome,
+            Qt::UniqueConnection);
+    passOnToHome();
     QLineEdit *const first =
         usernameTextfield->text().isEmpty() ? usernameTextfield.get() : passwordTextfield.get();
     first->setFocus();
+}
+
+void ViewController::passOnToHome()
+{
+    const QString token = keychain.text(u"token"_s).value_or(QString());
+    const QString username = keychain.text(u"username"_s).value_or(QString());
+    if (!token.isEmpty() && !username.isEmpty())
+        showHome();
 }
 
 void ViewController::loginButtonClicked()

@@ -27,6 +27,8 @@ protected:
     std::unique_ptr<QWidget> makeView() override;
 
 private:
+    /// Shows the home screen if a user has signed in before.
+    void passOnToHome();
     void signInReplied(const std::optional<Token> &reply);
     void showHome();
 

@@ -17,10 +17,18 @@
 #include "ui/Window.h"
 
 #include <QScopeGuard>
+#include <QTimer>
 
+#include <chrono>
 #include <csignal>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::chrono::milliseconds afterFirstPaint{200};
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -55,10 +63,7 @@ int main(int argc, char *argv[])
     const DesktopAppearance appearance(&Style::setDark);
     VelmoraApp::setWindowIcon(pictures::colouredIcon(u"velmora"_s));
 
-    auto store = std::make_unique<SystemSecretStore>();
-    // The one moment at which the user may be asked; what fails after it fails without a word.
-    static_cast<void>(store->unlock());
-    SecretStore::setShared(std::move(store));
+    SecretStore::setShared(std::make_unique<SystemSecretStore>());
     VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
     const auto end = qScopeGuard([] {
         // What still waits may hold screens, which know the manager.
@@ -76,6 +81,8 @@ int main(int argc, char *argv[])
         auto *const window = Window::windowWithContentViewController(storyboard->instantiate(screens::login));
         delegate.applicationDidFinishLaunching();
         window->makeKeyAndOrderFront();
+        // The window comes first; what the keyring asks the user for comes over it.
+        QTimer::singleShot(afterFirstPaint, &SecretStore::shared(), &SecretStore::unlock);
         const SystemReadiness readiness;
         const MissingParts missing(readiness);
         status = VelmoraApp::exec();

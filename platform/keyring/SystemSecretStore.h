@@ -1,27 +1,23 @@
 #pragma once
 
+#include "platform/keyring/SecretService.h"
 #include "platform/keyring/SecretStore.h"
 
+#include <QSet>
 #include <QTimer>
 
-#include <chrono>
-#include <memory>
+#include <utility>
 
 namespace velmora {
 
-class SecretConversation;
-
-/// The Secret Service of the user's session. Items lie in the default collection; a reference is the D-Bus
-/// object path of the item.
-///
-/// A conversation with the service is costly to open, so questions that follow one another share one.
+/// The store in the Secret Service of the user's session. Items lie in the default collection; a reference is
+/// the D-Bus object path of the item, or the path "/" while the item is in memory only.
 class SystemSecretStore final : public SecretStore
 {
+    Q_OBJECT
+
 public:
     SystemSecretStore();
-    ~SystemSecretStore() override;
-    SystemSecretStore(const SystemSecretStore &) = delete;
-    SystemSecretStore &operator=(const SystemSecretStore &) = delete;
 
     Result<> store(const QString &service, const QString &key, const QString &text) override;
     Result<> remove(const QString &service, const QString &key) override;
@@ -30,17 +26,50 @@ public:
                                                           const QString &key) override;
     Result<std::optional<QString>> resolve(const QByteArray &reference, const QString &service,
                                            const QString &key) override;
-    Result<> unlock() override;
+    void unlock() override;
+    QList<MissingPart> missing() const override;
 
 private:
-    /// Runs a question to its end within the limit; once more where another service has come meanwhile.
-    template<class Answer, class Question>
-    Answer ask(std::chrono::milliseconds limit, Question question);
+    /// Service and key.
+    using Name = std::pair<QString, QString>;
+    /// Object paths.
+    struct Items
+    {
+        QStringList unlocked;
+        QStringList locked;
+    };
 
-    std::unique_ptr<SecretConversation> conversation;
-    /// Ends the conversation when nothing has been asked for a while: it is not to hear what others do with
-    /// the service.
-    QTimer end;
+    Result<Items> search(const Name &name);
+    Result<QString> defaultCollection();
+    /// The item that counts, or an empty path: the preferred one where it is there, else the newest one.
+    Result<QString> find(const Name &name, const QString &preferred = {});
+
+    /// Keeps a text, or a removal, in memory until the service has taken it.
+    Result<> keep(const Name &name, const std::optional<QString> &text);
+    /// Hands the service what is kept under this name.
+    Result<> write(const Name &name);
+    Result<> create(const Name &name, const QString &text, const Items &present);
+    Result<> erase(const Name &name, const Items &present);
+    void perform(const QDBusObjectPath &prompt, const Name &name);
+
+    /// Asks the service, beside the event loop, for the state that it is in.
+    void look();
+    void lookInto(const QString &collection);
+    void looked(std::optional<MissingPart> found, const QStringList &locked = {});
+    /// Has the service ask the user for what is missing, once for each object.
+    void askUser(MissingPart part, const QStringList &locked);
+    void ask(const QDBusMessage &question);
+
+    SecretService service;
+    QMap<Name, std::optional<QString>> kept;
+    std::optional<MissingPart> lacking;
+    bool isOpen = false;
+    /// From the launch until the store is open for the first time.
+    bool mayAsk = false;
+    QSet<QString> asked;
+    QTimer lookSoon;
+    /// The context of the calls of the latest look; the answers to earlier ones do not count.
+    std::unique_ptr<QObject> looking;
 };
 
 } // namespace velmora

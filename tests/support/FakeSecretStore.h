@@ -52,7 +52,7 @@ public:
             return std::optional<QString>();
         return found;
     }
-    Result<> unlock() override { return Success{}; }
+    void unlock() override {}
 
     /// By key; a reference is "ref:" and the key.
     QMap<QString, QString> items;
