@@ -11,7 +11,7 @@ namespace velmora {
 
 void announce(QWidget *where, const QString &text)
 {
-    if (text.isEmpty() || !QAccessible::isActive())
+    if (where == nullptr || text.isEmpty() || !QAccessible::isActive())
         return;
     QAccessibleAnnouncementEvent event(where, text);
     QAccessible::updateAccessibility(&event);
@@ -61,7 +61,7 @@ private:
 /// appears. Inside a status bar, Orca speaks its text alone, without the word "notification".
 void announce(QWidget *where, const QString &text)
 {
-    if (text.isEmpty() || !QAccessible::isActive())
+    if (where == nullptr || text.isEmpty() || !QAccessible::isActive())
         return;
     auto *const bar = new QObject(where);
     QTimer::singleShot(lifetime, bar, &QObject::deleteLater);

@@ -1,6 +1,5 @@
 #include "ui/ModalPanel.h"
 
-#include <QAccessibleWidget>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
@@ -11,25 +10,6 @@
 namespace velmora {
 
 namespace {
-
-class PanelAccessible final : public QAccessibleWidget
-{
-public:
-    explicit PanelAccessible(ModalPanel *panel) : QAccessibleWidget(panel, QAccessible::Dialog) {}
-
-    QAccessible::State state() const override
-    {
-        QAccessible::State state = QAccessibleWidget::state();
-        state.modal = true;
-        return state;
-    }
-};
-
-QAccessibleInterface *makeAccessible(const QString &, QObject *object)
-{
-    auto *panel = qobject_cast<ModalPanel *>(object);
-    return panel != nullptr ? new PanelAccessible(panel) : nullptr;
-}
 
 bool isInsidePanel(const QWidget *widget)
 {
@@ -44,11 +24,6 @@ bool isInsidePanel(const QWidget *widget)
 
 ModalPanel::ModalPanel(QWidget *parent) : QWidget(parent)
 {
-    static const bool installed = [] {
-        QAccessible::installFactory(makeAccessible);
-        return true;
-    }();
-    Q_UNUSED(installed)
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { keepFocus(now); });
 }
 

@@ -1,6 +1,7 @@
 #include "ui/Window.h"
 
 #include "platform/desktop/WindowSystem.h"
+#include "ui/Accessibility.h"
 #include "ui/Screen.h"
 
 #include <QCloseEvent>
@@ -43,6 +44,7 @@ bool isTitled(const Window *window)
 
 Window::Window()
 {
+    installAccessibility();
     setAttribute(Qt::WA_DeleteOnClose);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
