@@ -7,7 +7,6 @@
 #include "platform/desktop/ApplicationInstance.h"
 #include "platform/desktop/DesktopAppearance.h"
 #include "platform/keyring/SystemSecretStore.h"
-#include "platform/network/HttpSession.h"
 #include "platform/ProcessInfo.h"
 #include "platform/vpn/SystemNetworkVPNManager.h"
 #include "resources/Pictures.h"
@@ -66,8 +65,6 @@ int main(int argc, char *argv[])
     SecretStore::setShared(std::make_unique<SystemSecretStore>());
     VPNManager::setSharedManager(std::make_unique<SystemNetworkVPNManager>());
     const auto end = qScopeGuard([] {
-        // What still waits may hold screens, which know the manager.
-        HttpSession::setShared(nullptr);
         VPNManager::setSharedManager(nullptr);
         SecretStore::setShared(nullptr);
     });

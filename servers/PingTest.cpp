@@ -9,14 +9,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype attempts = 6;
-/// Stands for a sample that was not taken, and for an extreme that is not set yet.
+/// The mark of a sample that was not taken and of an extreme that is not set yet.
 constexpr double none = -1.0;
 
 } // namespace
 
 PingTest::PingTest(QString host, qint64 tcpPort, Handler resultHandler, ProbePlatform source)
-    : address(std::move(host)), port(tcpPort), handler(std::move(resultHandler)), platform(std::move(source)),
-      timebasePresent(platform.timebase(info))
+    : address(std::move(host)), port(tcpPort), handler(std::move(resultHandler)),
+      timebasePresent(source.timebase(info)), platform(std::move(source))
 {
 }
 

@@ -13,7 +13,7 @@
 
 namespace velmora {
 
-/// What the probe takes from the platform; tests put their own in place.
+/// The platform's part in a probe; tests put their own in place.
 struct ProbePlatform
 {
     std::function<StreamPair(const QString &, qint64)> streams = streamsToHost;
@@ -45,10 +45,9 @@ public:
     void beginAttempt();
     void streamHandleEvent(Stream &stream, int eventCode) override;
 
-    /// The result of the samples so far; the first one is left out of it but for the divisor of the average.
-    /// No sample is a fatal error.
+    /// The result of the samples so far, without the first one, which counts in the divisor of the average
+    /// alone. No sample is a fatal error.
     Summary summary() const;
-    const QList<double> &samples() const { return pings; }
 
 private:
     void endAttempt(double milliseconds);
@@ -58,14 +57,15 @@ private:
     const QString address;
     const qint64 port;
     const Handler handler;
-    const ProbePlatform platform;
     std::optional<std::uint64_t> start;
     std::shared_ptr<Stream> inputStream;
     std::shared_ptr<Stream> outputStream;
     TimebaseInfo info;
+    /// Declared.
     bool timebasePresent;
     /// Milliseconds, in the order of the attempts; -1 for one that an unexpected event ended.
     QList<double> pings;
+    const ProbePlatform platform;
 };
 
 } // namespace velmora

@@ -1,87 +1,87 @@
 #include "platform/network/HostLookup.h"
 
-#include <QHash>
+#include "platform/network/GLibPointer.h"
 
 #include <chrono>
+#include <map>
+#include <memory>
+#include <utility>
 
 namespace velmora {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using InternetAddresses = std::vector<GObjectPtr<GInetAddress>>;
 
 constexpr std::chrono::seconds rememberedFor{60};
 
 struct Remembered
 {
-    std::vector<QByteArray> addresses;
+    InternetAddresses addresses;
     Clock::time_point until;
 };
 
-QHash<QString, Remembered> &memory()
+/// What was resolved lately, by name.
+std::map<QString, Remembered> &memory()
 {
-    static QHash<QString, Remembered> resolved;
+    static std::map<QString, Remembered> resolved;
     return resolved;
 }
 
-GObjectPtr<GInetAddress> parseAddress(const QByteArray &text)
+void append(SocketAddresses &addresses, GInetAddress *internet, quint16 port)
 {
-    return GObjectPtr<GInetAddress>(g_inet_address_new_from_string(text.constData()));
+    const GObjectPtr<GSocketAddress> full(g_inet_socket_address_new(internet, port));
+    SocketAddress address;
+    if (!g_socket_address_to_native(full.get(), &address.storage, sizeof(address.storage), nullptr))
+        return;
+    address.size = static_cast<socklen_t>(g_socket_address_get_native_size(full.get()));
+    addresses.push_back(address);
 }
 
 struct Lookup
 {
     QString name;
-    GObjectPtr<GCancellable> cancellable;
-    std::function<void(HostAddresses)> handler;
+    quint16 port;
+    std::function<void(const SocketAddresses &)> handler;
 };
 
 void lookupEnded(GObject *source, GAsyncResult *result, gpointer data)
 {
     const std::unique_ptr<Lookup> lookup(static_cast<Lookup *>(data));
-    GError *failure = nullptr;
-    GList *found = g_resolver_lookup_by_name_finish(G_RESOLVER(source), result, &failure);
-    const GErrorPtr error(failure);
-    HostAddresses addresses;
-    Remembered remembered{{}, Clock::now() + rememberedFor};
-    for (GList *link = found; link != nullptr; link = link->next) {
-        addresses.push_back(refObject(static_cast<GInetAddress *>(link->data)));
-        const GCharPtr text(g_inet_address_to_string(addresses.back().get()));
-        remembered.addresses.emplace_back(text.get());
+    GList *found = g_resolver_lookup_by_name_finish(G_RESOLVER(source), result, nullptr);
+    std::erase_if(memory(), [](const auto &known) { return known.second.until < Clock::now(); });
+    if (found != nullptr) {
+        Remembered remembered{{}, Clock::now() + rememberedFor};
+        for (const GList *link = found; link != nullptr; link = link->next)
+            remembered.addresses.push_back(refObject(static_cast<GInetAddress *>(link->data)));
+        memory().insert_or_assign(lookup->name, std::move(remembered));
+        g_resolver_free_addresses(found);
     }
-    g_resolver_free_addresses(found);
-    memory().removeIf([](const auto &known) { return known->until < Clock::now(); });
-    if (!addresses.empty())
-        memory().insert(lookup->name, remembered);
-    if (!g_cancellable_is_cancelled(lookup->cancellable.get()))
-        lookup->handler(std::move(addresses));
+    lookup->handler(knownAddresses(lookup->name, lookup->port));
 }
 
 } // namespace
 
-HostAddresses rememberedAddresses(const QString &name)
+SocketAddresses knownAddresses(const QString &name, quint16 port)
 {
-    HostAddresses addresses;
-    if (auto literal = parseAddress(name.toUtf8())) {
-        addresses.push_back(std::move(literal));
-        return addresses;
+    SocketAddresses addresses;
+    const GObjectPtr<GInetAddress> literal(g_inet_address_new_from_string(name.toUtf8().constData()));
+    const auto remembered = memory().find(name);
+    if (literal) {
+        append(addresses, literal.get(), port);
+    } else if (remembered != memory().end() && remembered->second.until >= Clock::now()) {
+        for (const auto &internet : remembered->second.addresses)
+            append(addresses, internet.get(), port);
     }
-    const auto remembered = memory().constFind(name);
-    if (remembered == memory().constEnd() || remembered->until < Clock::now())
-        return addresses;
-    for (const QByteArray &text : remembered->addresses)
-        addresses.push_back(parseAddress(text));
     return addresses;
 }
 
-void lookUpHost(const QString &name, GCancellable *cancellable, std::function<void(HostAddresses)> handler)
+void lookUpHost(const QString &name, quint16 port, std::function<void(const SocketAddresses &)> handler)
 {
     const GObjectPtr<GResolver> resolver(g_resolver_get_default());
-    auto lookup = std::make_unique<Lookup>();
-    lookup->name = name;
-    lookup->cancellable = refObject(cancellable);
-    lookup->handler = std::move(handler);
-    g_resolver_lookup_by_name_async(resolver.get(), name.toUtf8().constData(), cancellable, lookupEnded,
+    auto lookup = std::make_unique<Lookup>(Lookup{name, port, std::move(handler)});
+    g_resolver_lookup_by_name_async(resolver.get(), name.toUtf8().constData(), nullptr, lookupEnded,
                                     lookup.release());
 }
 

@@ -20,8 +20,8 @@ struct HttpRequest
     std::optional<QByteArray> body;
 };
 
-/// The HTTP client that all requests of this process share: one pool of settings, no cookie, no cache, no
-/// retry, no redirect followed.
+/// The HTTP client that all requests of this process share: no cookie, no cache, no retry, no redirect
+/// followed, no answer to a request for authentication. Needs Qt's event loop to be GLib's.
 class HttpSession
 {
 public:
@@ -30,19 +30,26 @@ public:
     /// byte of a body: then it is destroyed.
     using Handler = std::function<void(const QByteArray &body)>;
 
-    /// Bound on the decoded body; more is cut off. It is three times what 100 000 endpoints take, and keeps
-    /// what becomes of a body, a million of the shortest records at worst, below 512 MiB.
-    static constexpr qsizetype maximumBodyBytes = Q_INT64_C(32) * 1024 * 1024;
+    /// Bound on the decoded body; more is cut off. 100 000 endpoints take about 10 MiB, and decoding the
+    /// worst text of this length takes less than 512 MiB.
+    static constexpr qsizetype maximumBodyBytes = Q_INT64_C(16) * 1024 * 1024;
 
-    virtual ~HttpSession() = default;
-
-    /// The session of this process; made at its first use where none was set.
+    /// The session of this process; it is never destroyed, since requests are on their way until the end.
     static HttpSession &shared();
-    /// Sets the session of this process; called once, before the first request.
-    static void setShared(std::unique_ptr<HttpSession> session);
+
+    HttpSession(const HttpSession &) = delete;
+    HttpSession &operator=(const HttpSession &) = delete;
 
     /// Sends the request; `handler` runs from the event loop. The request outlives the caller.
-    virtual void send(const HttpRequest &request, Handler handler) = 0;
+    void send(const HttpRequest &request, Handler handler);
+
+private:
+    struct Private;
+
+    HttpSession();
+    void start();
+
+    std::unique_ptr<Private> d;
 };
 
 } // namespace velmora

@@ -2,7 +2,9 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <memory>
+#include <utility>
 
 namespace velmora {
 
@@ -27,17 +29,29 @@ protected:
     ~StreamDelegate() = default;
 };
 
+/// The TCP connection behind a pair of streams.
+class Connection;
+
 /// One direction of a TCP connection. Events reach the delegate only while the stream is scheduled and open.
 class Stream
 {
 public:
-    virtual ~Stream() = default;
+    /// `side` is 0 or 1.
+    Stream(std::shared_ptr<Connection> both, std::size_t side) : connection(std::move(both)), index(side) {}
+    ~Stream() { close(); }
+    Stream(const Stream &) = delete;
+    Stream &operator=(const Stream &) = delete;
 
-    virtual void setDelegate(StreamDelegate *delegate) = 0;
-    virtual void scheduleInRunLoop() = 0;
-    virtual void removeFromRunLoop() = 0;
-    virtual void open() = 0;
-    virtual void close() = 0;
+    void setDelegate(StreamDelegate *newDelegate) { delegate = newDelegate; }
+    void scheduleInRunLoop();
+    void removeFromRunLoop();
+    void open();
+    void close();
+
+private:
+    const std::shared_ptr<Connection> connection;
+    const std::size_t index;
+    StreamDelegate *delegate = nullptr;
 };
 
 struct StreamPair
@@ -47,9 +61,9 @@ struct StreamPair
 };
 
 /// A pair of streams to one TCP port, which connects when it is opened: the name is resolved first, then its
-/// addresses are tried in the resolver's order. That the connection stands is `openCompleted`; that none
-/// does, for whatever reason (an unresolvable name, a refusal, the system's own time-out), is
-/// `errorOccurred`.
+/// addresses are tried in the resolver's order. An established connection is `openCompleted`; a failed
+/// connect, for whatever reason (an unresolvable name, a refusal, no answer within 5 s for all addresses
+/// together), is `errorOccurred`.
 ///
 /// Both streams are absent when the port is outside 1–65535 or the system gives no socket.
 StreamPair streamsToHost(const QString &name, qint64 port);
