@@ -1,7 +1,7 @@
 #pragma once
 
 #include "account/Keychain.h"
-#include "api/Token.h"
+#include "api/Records.h"
 #include "ui/Outlet.h"
 #include "ui/Screen.h"
 

@@ -1,6 +1,5 @@
 #include "api/NetworkManager.h"
 
-#include "api/RecordCoding.h"
 #include "platform/Configuration.h"
 #include "platform/Log.h"
 #include "platform/network/HttpSession.h"

@@ -1,11 +1,7 @@
 #pragma once
 
 #include "account/Keychain.h"
-#include "api/EndpointConnectResponse.h"
-#include "api/FavServiceResponse.h"
-#include "api/Response.h"
-#include "api/ServiceResponse.h"
-#include "api/Token.h"
+#include "api/Records.h"
 
 #include <QMap>
 

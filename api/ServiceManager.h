@@ -1,6 +1,6 @@
 #pragma once
 
-#include "api/Service.h"
+#include "api/Records.h"
 
 namespace velmora {
 
@@ -19,5 +19,10 @@ public:
     /// The ids of the favourites, each once.
     QList<qint64> favService;
 };
+
+/// Sorts ascending by name: canonically composed (NFC, Unicode Standard Annex #15) and compared by scalar
+/// values, without locale or case folding. Equal names keep their order, so that a refresh moves no row. The
+/// cost grows with the length of the names, whatever stands in them.
+void sortByName(QList<Service> &services);
 
 } // namespace velmora

@@ -1,9 +1,8 @@
 // Measures what the endpoint list's reply costs from its last byte to the rows on screen. Prints a JSON
 // object per list length and round: milliseconds of each step.
 #include "api/NetworkManager.h"
-#include "api/RecordCoding.h"
+#include "api/Records.h"
 #include "api/ServiceManager.h"
-#include "api/ServiceSorting.h"
 #include "bench/HomeStage.h"
 #include "bench/PlainDecoding.h"
 #include "bench/ReplyServer.h"

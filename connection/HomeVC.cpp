@@ -2,7 +2,6 @@
 
 #include "api/NetworkManager.h"
 #include "api/ServiceManager.h"
-#include "api/ServiceSorting.h"
 #include "platform/Log.h"
 #include "servers/CountryTV.h"
 #include "servers/FavoriteTV.h"

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "account/Keychain.h"
-#include "api/EndpointConnectResponse.h"
-#include "api/FavServiceResponse.h"
+#include "api/Records.h"
 #include "platform/vpn/VPNConnection.h"
 #include "platform/vpn/VPNManager.h"
 #include "servers/HomeScreen.h"

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "api/Response.h"
-#include "api/Service.h"
+#include "api/Records.h"
 #include "servers/CircleImageView.h"
 #include "servers/LatencyLabel.h"
 #include "ui/Buttons.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "api/Service.h"
+#include "api/Records.h"
 
 #include <QHash>
 

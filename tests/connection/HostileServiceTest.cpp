@@ -86,6 +86,9 @@ private Q_SLOTS:
         row("packed blanks", 1, [=](ScriptedServer &server) {
             server.answer(gzipped(QByteArray(mebibyte, ' '), 128), 200, "Content-Encoding: gzip\r\n");
         });
+        row("packed blanks that ask for a password", 1, [=](ScriptedServer &server) {
+            server.answer(gzipped(QByteArray(mebibyte, ' '), 1024), 401, "Content-Encoding: gzip\r\n");
+        });
         row("a gigabyte announced", 1, [=](ScriptedServer &server) {
             server.answerRaw(ok + "Content-Length: 1073741824\r\n\r\n{\"endpoints\":[]");
         });
@@ -95,13 +98,18 @@ private Q_SLOTS:
         row("endless headers", 1, [=](ScriptedServer &server) {
             server.answerBy(endless(ok, QByteArray("X-Many: 1\r\n").repeated(1000)));
         });
+        // The worst for the memory that decoding takes: objects at each level, lists without end.
+        row("nested objects", 1,
+            [=](ScriptedServer &server) { server.answer(listOf(800000, "{\"\":{\"\":{\"\":{}}}}")); });
+        row("short texts", 1, [=](ScriptedServer &server) { server.answer(listOf(5500000, "\"\"")); });
+        row("open lists", 1, [=](ScriptedServer &server) { server.answer(QByteArray(16 * mebibyte, '[')); });
         row("byte by byte", 2,
             [=](ScriptedServer &server) { server.answerBy(dripping(ok + "\r\n" + listOf(2, element))); });
-        row("a million short endpoints", 1000000,
-            [=](ScriptedServer &server) { server.answer(listOf(1000000, element)); });
+        row("half a million short endpoints", 500000,
+            [=](ScriptedServer &server) { server.answer(listOf(500000, element)); });
         row("a name as long as the bound allows", 3, [=](ScriptedServer &server) {
             server.answer(
-                listOf(3, QByteArray(element).replace("\"n\"", '"' + QByteArray(10 * mebibyte, 'W') + '"')));
+                listOf(3, QByteArray(element).replace("\"n\"", '"' + QByteArray(5 * mebibyte, 'W') + '"')));
         });
         row("texts that no row can show as they are", 2, [=](ScriptedServer &server) {
             const QByteArray name =

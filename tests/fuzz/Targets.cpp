@@ -1,11 +1,6 @@
 #include "tests/fuzz/Targets.h"
 
-#include "api/EndpointConnectResponse.h"
-#include "api/FavServiceResponse.h"
-#include "api/RecordCoding.h"
-#include "api/Response.h"
-#include "api/ServiceResponse.h"
-#include "api/Token.h"
+#include "api/Records.h"
 #include "platform/Log.h"
 #include "platform/UserDefaults.h"
 
@@ -35,7 +30,8 @@ void feedRecord(const QByteArray &input)
         require(!record.error().message.isEmpty(), "a failure without a diagnosis");
         return;
     }
-    require(nlohmann::json::accept(input.begin(), input.end()), "decoded what is no JSON");
+    require(nlohmann::json::accept(input.begin(), input.end()) && !input.contains('\0'),
+            "decoded what is no JSON");
     const Result<Record> again = decode<Record>(encode(*record));
     require(again && *again == *record, "another record after encoding and decoding");
 }
