@@ -38,6 +38,7 @@ std::unique_ptr<QWidget> HomeVC::makeView()
     connectText.connect(layout.connectText);
     connectStatusText.connect(layout.connectStatusText);
     statusCard.connect(layout.statusCard);
+    pingButton.connect(layout.pingButton);
     updateModal.connect(layout.updateModal);
     installModal.connect(layout.installModal);
 

@@ -18,6 +18,7 @@ namespace velmora {
 
 class CountryTV;
 class FavoriteTV;
+class IconButton;
 class PowerButton;
 class StatusCard;
 
@@ -54,12 +55,6 @@ public:
 
     /// The id of the chosen endpoint; negative when none is.
     qint64 chosenEndpoint() const { return selectedEndpointId; }
-    /// Whether a survey runs, or has got stuck.
-    bool isSurveying() const { return currentPingEndpoint != -1; }
-    /// How often the lists are refreshed at most.
-    std::chrono::milliseconds refreshInterval() const;
-    /// Counts the refreshes, from 0 to 4 and round again.
-    qint64 refreshTick() const { return tick; }
 
 protected:
     std::unique_ptr<QWidget> makeView() override;
@@ -83,6 +78,7 @@ private:
 
     enum class TimerMode { Fast, Slow };
     void setTimerMode(TimerMode mode);
+    void showSurvey();
     void surveyNext();
     void probeEnded(const Service &endpoint, const PingTest::Summary &result);
 
@@ -94,6 +90,7 @@ private:
     Outlet<QLabel> connectText;
     Outlet<QLabel> connectStatusText;
     Outlet<StatusCard> statusCard;
+    Outlet<IconButton> pingButton;
     Outlet<QWidget> updateModal;
     Outlet<QWidget> installModal;
 
@@ -114,9 +111,12 @@ private:
     QHash<qint64, PingTest::Summary> pingResults;
     /// Whether a result has arrived since the lists were last refreshed.
     bool pendingPingResponses = false;
-    /// Runs for as long as the program and keeps this screen alive.
+    /// Runs as long as the program and keeps this screen alive.
     QTimer *pingTimer = nullptr;
+    /// Counts the ticks with a result, cyclic from 0 to 4.
     qint64 tick = 1;
+    /// Declared.
+    QList<PingTest::Summary> pings;
 };
 
 } // namespace velmora

@@ -2,6 +2,7 @@
 
 #include "api/ServiceManager.h"
 #include "platform/Log.h"
+#include "ui/Buttons.h"
 
 #include <QSet>
 #include <QTimer>
@@ -18,8 +19,8 @@ constexpr std::chrono::milliseconds slowInterval = 5000ms;
 constexpr qint64 probedPort = 443;
 constexpr qint64 ticksInCycle = 5;
 
-/// The timers that run, never destroyed: a timer and the screen that it shares live until the process ends.
-/// They are reachable from here, which tells them from what was forgotten.
+/// The running timers, never destroyed: a timer and the screen that it shares live until the process ends.
+/// A leak checker finds them here.
 QSet<QTimer *> &runningTimers()
 {
     static auto *const timers = new QSet<QTimer *>;
@@ -27,11 +28,6 @@ QSet<QTimer *> &runningTimers()
 }
 
 } // namespace
-
-std::chrono::milliseconds HomeVC::refreshInterval() const
-{
-    return pingTimer->intervalAsDuration();
-}
 
 void HomeVC::setTimerMode(TimerMode mode)
 {
@@ -52,6 +48,7 @@ void HomeVC::setTimerMode(TimerMode mode)
 
 void HomeVC::firePingTimer()
 {
+    showSurvey();
     if (!pendingPingResponses) {
         setTimerMode(TimerMode::Slow);
         return;
@@ -60,6 +57,16 @@ void HomeVC::firePingTimer()
     pendingPingResponses = false;
     tick = (tick + 1) % ticksInCycle;
     setTimerMode(TimerMode::Fast);
+}
+
+void HomeVC::showSurvey()
+{
+    const qint64 measured = currentPingEndpoint + 1;
+    const qsizetype total = ServiceManager::shared().allService.size();
+    const QString progress = measured > 0 ? u"Measuring %1 of %2"_s.arg(measured).arg(total) : QString();
+    pingButton->setProgress(measured > 0 ? static_cast<qreal>(measured) / static_cast<qreal>(total) : 0);
+    pingButton->setToolTip(measured > 0 ? progress : pingButton->accessibleName());
+    pingButton->setAccessibleDescription(progress);
 }
 
 void HomeVC::pingButtonClicked()

@@ -46,6 +46,12 @@ void IconButton::setTag(qint64 tag)
         setDown(false);
 }
 
+void IconButton::setProgress(qreal share)
+{
+    if (std::exchange(progress, share) != share)
+        update();
+}
+
 QSize IconButton::sizeHint() const
 {
     // The icon grows with the text that it stands beside.
@@ -74,6 +80,13 @@ void IconButton::paintEvent(QPaintEvent *)
     // A row of a list may be lower than a large font would have it.
     const int side = std::min(sizeHint().height() - 2 * Style::spaceS, height() - Style::spaceS);
     drawIcon(&painter, side, accented ? palette().color(QPalette::Highlight) : quiet);
+    if (progress > 0) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        const QRect ring(0, 0, side + Style::spaceS, side + Style::spaceS);
+        painter.drawArc(ring.translated(rect().center() - ring.center()), 90 * 16,
+                        -qRound(progress * 360 * 16));
+    }
     if (showsFocus())
         Style::drawFocusRing(&painter, rect(), palette().color(QPalette::Highlight));
 }

@@ -35,6 +35,9 @@ public:
     /// Shows the icon of this name from the resources.
     void setImageNamed(const QString &name);
 
+    /// Draws this share of a thin ring around the icon: none at 0, the whole ring at 1.
+    void setProgress(qreal share);
+
     /// A number that the button carries for its action. A press that began with another number has no effect.
     qint64 tag() const { return number; }
     void setTag(qint64 tag);
@@ -58,6 +61,7 @@ private:
     bool accented = false;
     /// The tag at the last press since the pointer came here.
     std::optional<qint64> pressedTag;
+    qreal progress = 0;
 };
 
 } // namespace velmora
