@@ -4,6 +4,7 @@
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
+#include "resources/Pictures.h"
 #include "ui/CurrentWindow.h"
 #include "ui/Screen.h"
 #include "ui/Storyboard.h"
@@ -38,8 +39,8 @@ void AppDelegate::applicationDidFinishLaunching()
     // The minor number alone, whatever the major one is.
     if (ProcessInfo::operatingSystemVersion().minor < 13)
         return;
-    statusItem.setImageNamed(u"icon"_s);
-    statusItem.setAction([this](const QString &activationToken) { showNotification(activationToken); });
+    statusItem.configureButton(pictures::colouredIcon(u"icon"_s),
+                               [this](const QString &activationToken) { showNotification(activationToken); });
     if (UserDefaults::standardUserDefaults().valueForKey(u"token"_s).isValid()) {
         const std::shared_ptr<Screen> home = storyboard->instantiate(screens::home);
         if (!home)
@@ -105,7 +106,7 @@ void AppDelegate::endIfOutOfReach()
     const bool anyVisible = std::any_of(widgets.begin(), widgets.end(), [](const QWidget *widget) {
         return widget->isVisible() && !widget->windowFlags().testFlag(Qt::ToolTip);
     });
-    if (!anyVisible && !statusItem.hasHost())
+    if (!anyVisible && !statusItem.isShown())
         QApplication::quit();
 }
 

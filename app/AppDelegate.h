@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/StatusItem.h"
+#include "platform/desktop/StatusItem.h"
 #include "ui/Window.h"
 
 #include <QObject>

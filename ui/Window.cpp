@@ -246,6 +246,9 @@ void Window::closeEvent(QCloseEvent *event)
 void Window::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
+    // Some window managers put the window back on one workspace when a dialog of it opens.
+    if (event->type() == QEvent::ActivationChange)
+        applyCollectionBehavior();
     if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
         app().key = this;
         if (isTitled(this))

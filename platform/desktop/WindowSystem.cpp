@@ -9,15 +9,16 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace velmora::windowsystem {
+namespace velmora {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr uint32_t allDesktops = 0xFFFFFFFF;
-/// Who asks, in the numbering of the Extended Window Manager Hints: a pager, which acts for the user
-/// directly, so that no protection of the focus holds it up.
+/// Who asks, in the numbering of the Extended Window Manager Hints. A pager acts for the user directly, so
+/// that no protection against stolen focus holds it up.
+constexpr uint32_t sourceApplication = 1;
 constexpr uint32_t sourcePager = 2;
 
 template<class T>
@@ -43,7 +44,7 @@ xcb_atom_t atom(xcb_connection_t *connection, const char *name)
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
-/// Asks the window manager, which watches the root window.
+/// Sends a request to the window manager, which watches the root window.
 void sendToManager(xcb_connection_t *connection, const QWindow &window, const char *message,
                    const std::array<uint32_t, 5> &data)
 {
@@ -62,18 +63,25 @@ void sendToManager(xcb_connection_t *connection, const QWindow &window, const ch
 
 } // namespace
 
+namespace windowsystem {
+
 void joinAllSpaces(const QWindow &window)
 {
     xcb_connection_t *const connection = x11();
     if (connection == nullptr)
         return;
     if (window.isVisible()) {
-        // The window manager owns the hint of a window that it shows.
-        sendToManager(connection, window, "_NET_WM_DESKTOP", {allDesktops, 1, 0, 0, 0});
+        // The window manager owns the properties of a window that it shows.
+        sendToManager(connection, window, "_NET_WM_DESKTOP", {allDesktops, sourceApplication, 0, 0, 0});
         return;
     }
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window.winId()),
-                        atom(connection, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
+    const xcb_atom_t sticky = atom(connection, "_NET_WM_STATE_STICKY");
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atom(connection, "_NET_WM_DESKTOP"),
+                        XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
+    // xfwm4 reads the number alone as that of the last workspace. Qt keeps this state beside its own ones.
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atom(connection, "_NET_WM_STATE"),
+                        XCB_ATOM_ATOM, 32, 1, &sticky);
     xcb_flush(connection);
 }
 
@@ -87,8 +95,37 @@ void activate(QWindow &window, const QString &token)
     if (connection == nullptr)
         return;
     sendToManager(connection, window, "_NET_ACTIVE_WINDOW", {sourcePager, XCB_CURRENT_TIME, 0, 0, 0});
-    // What the window starts later does not inherit a token that is used up.
+    // A process that the client starts later must not inherit a used token.
     qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
-} // namespace velmora::windowsystem
+} // namespace windowsystem
+
+SystemTrayWatch::SystemTrayWatch()
+{
+    qApp->installNativeEventFilter(this);
+}
+
+bool SystemTrayWatch::isPresent()
+{
+    xcb_connection_t *const connection = x11();
+    if (connection == nullptr)
+        return false;
+    const xcb_get_selection_owner_cookie_t asked =
+        xcb_get_selection_owner(connection, atom(connection, "_NET_SYSTEM_TRAY_S0"));
+    const Reply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(connection, asked, nullptr));
+    return reply && reply->owner != XCB_NONE;
+}
+
+bool SystemTrayWatch::nativeEventFilter(const QByteArray &type, void *message, qintptr *)
+{
+    const auto *const event = static_cast<const xcb_client_message_event_t *>(message);
+    // Each new manager of a selection announces itself so; which selection it is follows from a look.
+    if (type == "xcb_generic_event_t" && (event->response_type & 0x7F) == XCB_CLIENT_MESSAGE &&
+        event->type == atom(x11(), "MANAGER"))
+        Q_EMIT appeared();
+    return false;
+}
+
+} // namespace velmora
