@@ -17,12 +17,12 @@ class NotSo(Exception):
 
 
 def until(what, look, seconds=PATIENCE_SECONDS):
-    """The first true value of `look()`; an accessible that has gone meanwhile counts as not yet."""
+    """The first true value of `look()`; an accessible or a window that has gone meanwhile counts as not yet."""
     end = time.monotonic() + seconds
     while True:
         try:
             seen = look()
-        except GLib.Error:
+        except (GLib.Error, subprocess.CalledProcessError):
             seen = None
         if seen:
             return seen

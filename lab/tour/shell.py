@@ -195,8 +195,8 @@ class Shell:
         self.start_panel()
         interface = output("gdbus", "introspect", "--session", "--dest", self.item, "--object-path",
                            "/StatusNotifierItem")
-        if " Menu =" in interface or "ItemIsMenu = false" not in interface:
-            raise NotSo("the icon has a menu")
+        if "Menu = '/MenuBar'" not in interface or "ItemIsMenu = false" not in interface:
+            raise NotSo("a click does not run the action, or there is no menu beside it")
         window = windows()[0]
         place = geometry(window)
         subprocess.run(["xdotool", "windowminimize", str(int(window, 16))], check=True)
@@ -213,7 +213,7 @@ class Shell:
         until("another window, as none was miniaturised", lambda: len(windows()) == 2)
         self.desktop.key("alt+F4")
         until("one window", lambda: len(windows()) == 1)
-        self.say("status icon", "restores the window, also after the panel was restarted; has no menu")
+        self.say("status icon", "restores the window, also after the panel was restarted; has a menu")
 
     def second_start(self):
         before = windows()
