@@ -7,6 +7,7 @@
 #include "servers/FavoriteTV.h"
 #include "ui/Storyboard.h"
 #include "ui/WebSite.h"
+#include "ui/Window.h"
 
 #include "ui_HomeVC.h"
 
@@ -129,6 +130,11 @@ void HomeVC::favoritesReply(const std::optional<QList<qint64>> &ids)
     store.favService = named + rest;
     store.countryService = others;
     reloadLists();
+    for (const Window *const window : Window::windows()) {
+        const auto home = std::dynamic_pointer_cast<HomeVC>(window->contentViewController());
+        if (home && home.get() != this)
+            home->reloadLists();
+    }
 }
 
 void HomeVC::reloadLists()

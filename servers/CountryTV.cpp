@@ -1,30 +1,37 @@
 #include "servers/CountryTV.h"
 
+#include "api/NetworkManager.h"
 #include "api/ServiceManager.h"
-#include "servers/CountryCellView.h"
 
 namespace velmora {
 
 using namespace Qt::StringLiterals;
 
-CountryTV::CountryTV(QWidget *parent) : EndpointTV(u"country"_s, u"countryCell"_s, parent) {}
+CountryCellView::CountryCellView(QWidget *parent) : EndpointCellView(false, parent)
+{
+    pingLabel.connect(findChild<LatencyLabel *>());
+}
+
+void CountryCellView::starClicked()
+{
+    NetworkManager::forOneRequest().addFavorite(starBtn->tag(), favoriteReply);
+}
+
+CountryTV::CountryTV(QWidget *parent)
+    : EndpointTV(
+          u"country"_s, u"countryCell"_s, CountryCellView::staticMetaObject,
+          [](QWidget *viewport) { return new CountryCellView(viewport); }, parent)
+{
+}
 
 int CountryTV::numberOfRowsInTableView() const
 {
     return static_cast<int>(ServiceManager::shared().countryService.size());
 }
 
-std::optional<std::optional<qint64>> CountryTV::idInRow(int row) const
+std::optional<qint64> CountryTV::idInRow(int row) const
 {
-    const QList<Service> &services = ServiceManager::shared().countryService;
-    if (row >= services.size())
-        return std::nullopt;
-    return std::optional(services[row].id);
-}
-
-EndpointCellView *CountryTV::cellOf(TableCellView *view) const
-{
-    return qobject_cast<CountryCellView *>(view);
+    return ServiceManager::shared().countryService[row].id;
 }
 
 } // namespace velmora

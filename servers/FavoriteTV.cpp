@@ -1,30 +1,37 @@
 #include "servers/FavoriteTV.h"
 
+#include "api/NetworkManager.h"
 #include "api/ServiceManager.h"
-#include "servers/FavoriteCellView.h"
 
 namespace velmora {
 
 using namespace Qt::StringLiterals;
 
-FavoriteTV::FavoriteTV(QWidget *parent) : EndpointTV(u"favorite"_s, u"favoriteCell"_s, parent) {}
+FavoriteCellView::FavoriteCellView(QWidget *parent) : EndpointCellView(true, parent)
+{
+    pingLbl.connect(findChild<LatencyLabel *>());
+}
+
+void FavoriteCellView::starClicked()
+{
+    NetworkManager::forOneRequest().removeFavorite(starBtn->tag(), favoriteReply);
+}
+
+FavoriteTV::FavoriteTV(QWidget *parent)
+    : EndpointTV(
+          u"favorite"_s, u"favoriteCell"_s, FavoriteCellView::staticMetaObject,
+          [](QWidget *viewport) { return new FavoriteCellView(viewport); }, parent)
+{
+}
 
 int FavoriteTV::numberOfRowsInTableView() const
 {
     return static_cast<int>(ServiceManager::shared().favService.size());
 }
 
-std::optional<std::optional<qint64>> FavoriteTV::idInRow(int row) const
+std::optional<qint64> FavoriteTV::idInRow(int row) const
 {
-    const QList<qint64> &favorites = ServiceManager::shared().favService;
-    if (row >= favorites.size())
-        return std::nullopt;
-    return std::optional(favorites[row]);
-}
-
-EndpointCellView *FavoriteTV::cellOf(TableCellView *view) const
-{
-    return qobject_cast<FavoriteCellView *>(view);
+    return ServiceManager::shared().favService[row];
 }
 
 } // namespace velmora

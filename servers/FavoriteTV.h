@@ -4,6 +4,25 @@
 
 namespace velmora {
 
+/// A row of the favourites; its star ends that.
+class FavoriteCellView final : public EndpointCellView
+{
+    Q_OBJECT
+
+public:
+    explicit FavoriteCellView(QWidget *parent);
+
+    Outlet<LatencyLabel> pingLbl;
+    /// Declared.
+    QString flag = QLatin1String("");
+    QString country = QLatin1String("");
+
+    void starClicked() override;
+
+protected:
+    LatencyLabel &latencyLabel() const override { return *pingLbl; }
+};
+
 /// The favourite endpoints.
 class FavoriteTV final : public EndpointTV
 {
@@ -15,8 +34,7 @@ public:
     int numberOfRowsInTableView() const override;
 
 protected:
-    std::optional<std::optional<qint64>> idInRow(int row) const override;
-    EndpointCellView *cellOf(TableCellView *view) const override;
+    std::optional<qint64> idInRow(int row) const override;
 };
 
 } // namespace velmora

@@ -2,7 +2,8 @@
 
 #include "platform/Log.h"
 #include "servers/Countries.h"
-#include "servers/RecentCellView.h"
+
+#include "ui_recent.h"
 
 namespace velmora {
 
@@ -14,17 +15,42 @@ constexpr int recentRowHeight = 36;
 
 } // namespace
 
+RecentCellView::RecentCellView(QWidget *parent) : TableCellView(parent)
+{
+    Ui::recent layout;
+    layout.setupUi(this);
+    flagImageView.connect(layout.flagImageView);
+    countryLabel.connect(layout.countryLabel);
+}
+
+void RecentCellView::configure(const QString &code, const QString &name)
+{
+    flag = code;
+    country = name;
+    flagImageView->setImageNamed(code.toLower());
+    countryLabel->setText(name);
+}
+
 RecentTV::RecentTV(QWidget *parent)
-    : ServerTV(u"recent"_s, u"RecentCell"_s, recentRowHeight, parent), flags{u"US"_s, u"GB"_s, u"CA"_s,
-                                                                             u"FR"_s}
+    : TableView(parent), cellNibName(u"recent"_s),
+      cellIdentifierName(u"RecentCell"_s), flags{u"US"_s, u"GB"_s, u"CA"_s, u"FR"_s}
 {
     // Nothing in it takes a key.
     setFocusPolicy(Qt::NoFocus);
+    setUp();
 }
 
-int RecentTV::numberOfRowsInTableView() const
+void RecentTV::setUp()
 {
-    return static_cast<int>(flags.size());
+    registerLayout([](QWidget *viewport) { return new RecentCellView(viewport); }, cellIdentifierName);
+    setRowHeight(recentRowHeight);
+    setBackgroundColor(Qt::transparent);
+}
+
+void RecentTV::drawRect(const QRect &rect)
+{
+    TableView::drawRect(rect);
+    setUp();
 }
 
 TableCellView *RecentTV::tableViewViewForTableColumnRow(int row)
@@ -37,11 +63,6 @@ TableCellView *RecentTV::tableViewViewForTableColumnRow(int row)
         fatalError(u"The country %1 has no name"_s.arg(flags[row]));
     cell->configure(flags[row], *name);
     return cell;
-}
-
-bool RecentTV::tableViewShouldSelectRow(int) const
-{
-    return false;
 }
 
 } // namespace velmora

@@ -2,9 +2,9 @@
 
 #include "ui/Colors.h"
 #include "ui/Style.h"
-#include "ui/TableCellView.h"
-#include "ui/TableViewAccessible.h"
 
+#include <QApplication>
+#include <QLayout>
 #include <QPainter>
 #include <QPaintEvent>
 #include <QScrollBar>
@@ -16,34 +16,84 @@ namespace velmora {
 
 namespace {
 
-/// Room that a row should have at least, in average characters of the system's font.
-constexpr int leastCharacters = 44;
+/// Room that a row should have at least, in digits: they are as wide in a Chinese font as in a Latin one.
+constexpr int minimumDigits = 40;
 
 } // namespace
 
+TableCellView::TableCellView(QWidget *parent) : QWidget(parent)
+{
+    setAttribute(Qt::WA_Hover);
+}
+
+TableView *TableCellView::table() const
+{
+    return static_cast<TableView *>(parentWidget()->parentWidget());
+}
+
+void TableCellView::viewWillDraw()
+{
+    if (layout() != nullptr)
+        layout()->activate();
+}
+
+void TableCellView::setSelected(bool isSelected)
+{
+    if (std::exchange(selected, isSelected) != isSelected)
+        applyColors();
+}
+
+void TableCellView::applyColors()
+{
+    const QPalette ground = parentWidget()->palette();
+    setPalette(
+        selected ? colors::onFill(ground.color(QPalette::Highlight), ground.color(QPalette::HighlightedText))
+                 : QPalette());
+}
+
+void TableCellView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    // Setting a palette that is set already causes no further event.
+    if (event->type() == QEvent::PaletteChange)
+        applyColors();
+}
+
+void TableCellView::paintEvent(QPaintEvent *)
+{
+    viewWillDraw();
+    QPainter painter(this);
+    const QRectF area = QRectF(rect()).adjusted(0, 0.5, 0, -0.5);
+    if (selected)
+        Style::drawPanel(&painter, area, palette().color(QPalette::Window));
+    else if (underMouse())
+        Style::drawPanel(&painter, area, colors::hover(palette()));
+    if (selected && table()->hasFocus())
+        Style::drawFocusRing(&painter, area.adjusted(2, 2, -2, -2), palette().color(QPalette::WindowText),
+                             Style::radius - 2);
+}
+
 TableView::TableView(QWidget *parent) : QAbstractScrollArea(parent)
 {
-    installTableViewAccessibility();
+    installAccessibility();
     setFrameShape(NoFrame);
+    viewport()->setAutoFillBackground(false);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     // The bar lies over the rows, which show through it.
     verticalScrollBar()->setAttribute(Qt::WA_OpaquePaintEvent, false);
-    verticalScrollBar()->setSingleStep(rowHeight);
 }
-
-TableView::~TableView() = default;
 
 void TableView::reloadData()
 {
-    loaded = true;
     const int count = numberOfRowsInTableView();
-    const bool changed = std::exchange(rows, count) != count;
+    const bool changed = std::exchange(rows, count) != count || !loaded;
+    loaded = true;
     if (selection >= rows)
         selection = -1;
     if (changed) {
-        updateScrollRange();
-        updateGeometry();
+        setAccessibleDescription(rows == 0 ? emptyLine : QString());
+        updateExtent();
         viewport()->update();
     }
     layoutRows(true);
@@ -51,28 +101,24 @@ void TableView::reloadData()
 
 void TableView::selectRow(int row)
 {
-    if (row < 0 || row >= rows || row == selection || !tableViewShouldSelectRow(row))
-        return;
-    setSelectedRowSilently(row);
-    tableViewSelectionDidChange();
+    if (row >= 0 && row < rows && tableViewShouldSelectRow(row) && setSelectedRowSilently(row))
+        tableViewSelectionDidChange();
 }
 
 void TableView::deselectAll()
 {
-    if (selection < 0)
-        return;
-    setSelectedRowSilently(-1);
-    tableViewSelectionDidChange();
+    if (setSelectedRowSilently(-1))
+        tableViewSelectionDidChange();
 }
 
-void TableView::setSelectedRowSilently(int row)
+bool TableView::setSelectedRowSilently(int row)
 {
     if (std::exchange(selection, row) == row)
-        return;
+        return false;
     markSelectedView();
     // With nothing selected it is the list itself that shows the focus.
-    if (hasFocus())
-        viewport()->update();
+    viewport()->update();
+    return true;
 }
 
 void TableView::scrollRowToVisible(int row)
@@ -86,79 +132,52 @@ void TableView::scrollRowToVisible(int row)
 
 TableCellView *TableView::viewAtRow(int row)
 {
-    if (row < 0 || row >= rows)
-        return nullptr;
-    if (TableCellView *const view = shown.value(row))
-        return view;
-    TableCellView *const view = fillRow(row);
-    if (view != nullptr)
-        spare.append(view);
-    return view;
+    if (row < 0 || row >= rows || shown.contains(row))
+        return shown.value(row);
+    spare.append(tableViewViewForTableColumnRow(row));
+    return spare.constLast();
 }
 
 void TableView::registerLayout(const CellLayout &layout, const QString &identifier)
 {
-    layouts.insert(identifier, layout);
+    cellLayout = layout;
+    cellIdentifier = identifier;
 }
 
 void TableView::setRowHeight(int logicalPixels)
 {
     if (std::exchange(rowHeight, logicalPixels) == logicalPixels)
         return;
-    verticalScrollBar()->setSingleStep(rowHeight);
-    updateScrollRange();
-    updateGeometry();
+    updateExtent();
     layoutRows(false);
 }
 
 void TableView::setBackgroundColor(const QColor &color)
 {
-    if (std::exchange(background, color) == color)
-        return;
-    viewport()->setAutoFillBackground(false);
-    viewport()->update();
-}
-
-void TableView::setEmptyText(const QString &text)
-{
-    emptyLine = text;
-    updateGeometry();
-    viewport()->update();
+    if (std::exchange(background, color) != color)
+        viewport()->update();
 }
 
 QSize TableView::sizeHint() const
 {
-    const int leastWidth = fontMetrics().averageCharWidth() * leastCharacters;
+    const int minimumWidth = fontMetrics().horizontalAdvance(u'0') * minimumDigits;
     if (rows > 0)
-        return {leastWidth, std::min(rows, wantedRows) * rowHeight};
+        return {minimumWidth, std::min(rows, maximumRows) * rowHeight};
     const QFontMetrics metrics(Style::font(Style::TextRole::Quiet));
-    const QRect line(0, 0, std::max(width(), leastWidth) - 2 * Style::spaceS, QWIDGETSIZE_MAX);
+    const QRect line(0, 0, std::max(width(), minimumWidth) - 2 * Style::spaceS, QWIDGETSIZE_MAX);
     const int height = metrics.boundingRect(line, Qt::TextWordWrap, emptyLine).height() + Style::spaceS;
-    return {leastWidth, std::max(rowHeight, height)};
+    return {minimumWidth, std::max(rowHeight, height)};
 }
 
 QSize TableView::minimumSizeHint() const
 {
-    return {sizeHint().width(), std::min(sizeHint().height(), 2 * rowHeight)};
-}
-
-bool TableView::tableViewShouldSelectRow(int) const
-{
-    return true;
-}
-
-void TableView::tableViewSelectionDidChange() {}
-
-QString TableView::searchTextOfRow(int) const
-{
-    return {};
+    return sizeHint().boundedTo({QWIDGETSIZE_MAX, 2 * rowHeight});
 }
 
 void TableView::drawRect(const QRect &rect)
 {
     QPainter painter(viewport());
-    if (background.alpha() > 0)
-        painter.fillRect(rect, background);
+    painter.fillRect(rect, background);
     if (rows == 0) {
         painter.setFont(Style::font(Style::TextRole::Quiet));
         painter.setPen(colors::quietText(palette()));
@@ -167,8 +186,7 @@ void TableView::drawRect(const QRect &rect)
             QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft | Qt::AlignTop);
         painter.drawText(area, static_cast<int>(alignment | Qt::AlignAbsolute) | Qt::TextWordWrap, emptyLine);
     }
-    const bool keyboard = hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange);
-    if (keyboard && selection < 0)
+    if (selection < 0 && hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange))
         Style::drawFocusRing(&painter, viewport()->rect(), palette().color(QPalette::Highlight));
 }
 
@@ -187,7 +205,7 @@ void TableView::paintEvent(QPaintEvent *event)
 void TableView::resizeEvent(QResizeEvent *event)
 {
     QAbstractScrollArea::resizeEvent(event);
-    updateScrollRange();
+    updateExtent();
     layoutRows(false);
 }
 
@@ -201,22 +219,18 @@ int TableView::offset() const
     return verticalScrollBar()->value();
 }
 
-int TableView::rowAt(int y) const
-{
-    const int row = (offset() + y) / rowHeight;
-    return y >= 0 && row < rows ? row : -1;
-}
-
 QRect TableView::rectOfRow(int row) const
 {
     return {0, row * rowHeight - offset(), viewport()->width(), rowHeight};
 }
 
-void TableView::updateScrollRange()
+void TableView::updateExtent()
 {
     const int height = viewport()->height();
     verticalScrollBar()->setPageStep(height);
+    verticalScrollBar()->setSingleStep(rowHeight);
     verticalScrollBar()->setRange(0, std::max(0, rows * rowHeight - height));
+    updateGeometry();
 }
 
 void TableView::layoutRows(bool refill)
@@ -224,62 +238,42 @@ void TableView::layoutRows(bool refill)
     const int first = offset() / rowHeight;
     const int last = std::min(rows, (offset() + viewport()->height() + rowHeight - 1) / rowHeight) - 1;
     for (const int row : shown.keys()) {
-        if (row < first || row > last)
-            retire(shown.take(row));
+        if (row >= first && row <= last)
+            continue;
+        TableCellView *const view = shown.take(row);
+        // Hiding the focused widget would move the focus to an unrelated one.
+        if (view->isAncestorOf(window()->focusWidget()))
+            setFocus(Qt::OtherFocusReason);
+        view->hide();
+        view->shownRow = -1;
+        spare.append(view);
     }
     for (int row = first; row <= last; ++row) {
-        const bool exists = shown.contains(row);
-        TableCellView *const view = exists && !refill ? shown.value(row) : fillRow(row);
-        if (view == nullptr)
-            continue;
-        shown.insert(row, view);
-        view->setRow(row);
+        TableCellView *const view = refill || !shown.contains(row) ? fillRow(row) : shown.value(row);
         view->setGeometry(rectOfRow(row));
+        view->show();
     }
     markSelectedView();
-    for (TableCellView *const view : std::as_const(shown))
-        view->show();
 }
 
 TableCellView *TableView::fillRow(int row)
 {
-    // A row keeps the view that it has, and with it the focus, the pointer and the tooltip.
-    preferred = shown.take(row);
+    // The last spare view is taken first: a row keeps its view, and with it the focus, the pointer and the
+    // tooltip.
+    if (TableCellView *const view = shown.take(row))
+        spare.append(view);
     TableCellView *const view = tableViewViewForTableColumnRow(row);
-    if (TableCellView *const unused = std::exchange(preferred, nullptr))
-        retire(unused);
+    view->shownRow = row;
+    shown.insert(row, view);
+    announceText(view);
     return view;
 }
 
 TableCellView *TableView::makeViewWithIdentifier(const QString &identifier)
 {
-    if (preferred != nullptr && preferred->identifier() == identifier)
-        return std::exchange(preferred, nullptr);
-    const auto fits = [&identifier](const TableCellView *view) {
-        return view->identifier() == identifier;
-    };
-    const auto found = std::find_if(spare.begin(), spare.end(), fits);
-    if (found != spare.end()) {
-        TableCellView *const view = *found;
-        spare.erase(found);
-        return view;
-    }
-    const CellLayout layout = layouts.value(identifier);
-    TableCellView *const view = layout ? layout(viewport()) : nullptr;
-    if (view != nullptr)
-        view->setIdentifier(identifier);
-    return view;
-}
-
-void TableView::retire(TableCellView *view)
-{
-    // Hiding the widget with the focus would hand the focus to a stranger.
-    if (view->isAncestorOf(window()->focusWidget()))
-        setFocus(Qt::OtherFocusReason);
-    view->hide();
-    view->setRow(-1);
-    view->setSelected(false);
-    spare.append(view);
+    if (identifier != cellIdentifier || !cellLayout)
+        return nullptr;
+    return spare.isEmpty() ? cellLayout(viewport()) : spare.takeLast();
 }
 
 void TableView::markSelectedView()

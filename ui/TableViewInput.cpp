@@ -1,12 +1,11 @@
 // The pointer and the keyboard in a list.
-#include "ui/TableCellView.h"
 #include "ui/TableView.h"
-#include "ui/TableViewAccessible.h"
 
 #include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QScrollBar>
 #include <QTimer>
 
 #include <algorithm>
@@ -19,9 +18,8 @@ void TableView::mousePressEvent(QMouseEvent *event)
         event->ignore();
         return;
     }
-    const int row = rowAt(qRound(event->position().y()));
-    const bool takesBack = row == selection && event->modifiers().testFlag(Qt::ControlModifier);
-    if (row < 0 || takesBack)
+    const int row = (verticalScrollBar()->value() + qRound(event->position().y())) / rowHeight;
+    if (row >= rows || (row == selection && event->modifiers().testFlag(Qt::ControlModifier)))
         deselectAll();
     else
         selectRow(row);
@@ -32,23 +30,17 @@ void TableView::keyPressEvent(QKeyEvent *event)
     const int page = std::max(1, viewport()->height() / rowHeight - 1);
     switch (event->key()) {
     case Qt::Key_Up:
-        moveSelection(selection < 0 ? rows - 1 : selection - 1);
-        return;
+        return moveSelection(selection < 0 ? rows - 1 : selection - 1);
     case Qt::Key_Down:
-        moveSelection(selection + 1);
-        return;
+        return moveSelection(selection + 1);
     case Qt::Key_PageUp:
-        moveSelection(selection - page);
-        return;
+        return moveSelection(selection - page);
     case Qt::Key_PageDown:
-        moveSelection(selection + page);
-        return;
+        return moveSelection(selection + page);
     case Qt::Key_Home:
-        moveSelection(0);
-        return;
+        return moveSelection(0);
     case Qt::Key_End:
-        moveSelection(rows - 1);
-        return;
+        return moveSelection(rows - 1);
     default:
         break;
     }
@@ -74,7 +66,7 @@ void TableView::moveSelection(int row)
     if (inControl && view != nullptr && view->keyControl() != nullptr)
         view->keyControl()->setFocus(Qt::TabFocusReason);
     else
-        announceSelectedRow(this);
+        announceSelectedRow();
 }
 
 void TableView::search(const QString &typed)
@@ -86,37 +78,20 @@ void TableView::search(const QString &typed)
     // A key pressed again and again goes through all the rows that begin with it.
     const bool repeats = typedText.count(typedText.front()) == typedText.size();
     const QString wanted = repeats ? typedText.left(1) : typedText;
-    const int start = selection < 0 ? 0 : selection + (typedText.size() == 1 || repeats ? 1 : 0);
+    const int start = selection < 0 ? 0 : selection + (repeats ? 1 : 0);
     for (int step = 0; step < rows; ++step) {
         const int row = (start + step) % rows;
-        if (searchTextOfRow(row).startsWith(wanted, Qt::CaseInsensitive)) {
-            moveSelection(row);
-            return;
-        }
+        if (searchTextOfRow(row).startsWith(wanted, Qt::CaseInsensitive))
+            return moveSelection(row);
     }
 }
 
 void TableView::focusInEvent(QFocusEvent *event)
 {
     QAbstractScrollArea::focusInEvent(event);
-    updateFocusMark();
-    // After Qt has told of the list itself, which it does when this has returned.
+    // Qt announces the list itself when this has returned; the row comes after it.
     if (QAccessible::isActive())
-        QTimer::singleShot(0, this, [this] { announceSelectedRow(this); });
-}
-
-void TableView::focusOutEvent(QFocusEvent *event)
-{
-    QAbstractScrollArea::focusOutEvent(event);
-    updateFocusMark();
-}
-
-void TableView::updateFocusMark()
-{
-    if (TableCellView *const view = shown.value(selection))
-        view->update();
-    else
-        viewport()->update();
+        QTimer::singleShot(0, this, [this] { announceSelectedRow(); });
 }
 
 bool TableView::focusNextPrevChild(bool next)

@@ -89,6 +89,26 @@ private Q_SLOTS:
         QCOMPARE(home.screen->chosenEndpoint(), 3);
     }
 
+    void aReplyIsShownInEveryWindow()
+    {
+        HomeFixture home;
+        home.load(three, "[1]");
+        auto *countries = home.control<CountryTV>(u"countries"_s);
+        countries->selectRow(1);
+        home.server.answer("{}");
+        const auto other = Screen::make<HomeVC>();
+        const std::unique_ptr<Window> window(Window::windowWithContentViewController(other));
+        window->show();
+        QTRY_COMPARE(home.server.requests.size(), 3);
+        home.server.answer("{\"favorites\":[1,0]}");
+        other->servicesReply(ServiceManager::shared().allService);
+        QTRY_COMPARE(countries->rowCount(), 1);
+        QCOMPARE(home.control<FavoriteTV>(u"favorites"_s)->rowCount(), 2);
+        // The chosen endpoint has moved up.
+        QCOMPARE(home.screen->chosenEndpoint(), 2);
+        QCOMPARE(countries->selectedRow(), 0);
+    }
+
     void theOtherButtons()
     {
         BrowserSpy browser;

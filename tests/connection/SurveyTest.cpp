@@ -2,7 +2,7 @@
 #include "tests/support/DeathTest.h"
 #include "tests/support/HomeFixture.h"
 #include "tests/support/StubScreen.h"
-#include "ui/TableCellView.h"
+#include "ui/TableView.h"
 #include "ui/Window.h"
 
 #include <QAbstractButton>
