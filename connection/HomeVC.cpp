@@ -5,6 +5,7 @@
 #include "platform/Log.h"
 #include "servers/CountryTV.h"
 #include "servers/FavoriteTV.h"
+#include "ui/Announcement.h"
 #include "ui/Storyboard.h"
 #include "ui/WebSite.h"
 #include "ui/Window.h"
@@ -76,8 +77,11 @@ void HomeVC::viewDidLoad()
     systemLog(u"viewDidLoad"_s);
 }
 
-// Deliberately without the inherited one.
-void HomeVC::viewDidAppear() {}
+void HomeVC::viewDidAppear()
+{
+    // Deliberately without the inherited one.
+    announce(connectStatusText.get(), u"Home, "_s + connectStatusText->text());
+}
 
 void HomeVC::willBeReleased()
 {

@@ -2,6 +2,7 @@
 
 #include "api/ServiceManager.h"
 #include "platform/Log.h"
+#include "ui/Announcement.h"
 #include "ui/Buttons.h"
 
 #include <QSet>
@@ -85,6 +86,7 @@ void HomeVC::surveyNext()
     if (currentPingEndpoint >= all.size()) {
         currentPingEndpoint = -1;
         ping.reset();
+        announce(loadedView(), u"Latencies measured"_s);
         return;
     }
     const Service endpoint = all.at(currentPingEndpoint);

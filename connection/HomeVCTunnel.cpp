@@ -5,6 +5,7 @@
 #include "connection/StatusAppearance.h"
 #include "connection/StatusCard.h"
 #include "platform/Log.h"
+#include "ui/Announcement.h"
 
 #include <QLabel>
 
@@ -33,6 +34,8 @@ void HomeVC::applyStatus(VPNStatus status, bool enabled)
     const StatusAppearance appearance = appearanceOf(status, enabled);
     printLine(appearance.printed);
     isConnected = appearance.isConnected;
+    if (connectStatusText->isVisible() && connectStatusText->text() != appearance.statusText)
+        announce(connectStatusText.get(), appearance.statusText);
     connectText->setText(appearance.buttonText);
     connectStatusText->setText(appearance.statusText);
     connectButton->setImageNamed(appearance.buttonText == u"Quick Connect"_s ? u"power"_s : u"power1"_s);

@@ -1,9 +1,10 @@
 #include "ui/NoticeStrip.h"
 
+#include "ui/Announcement.h"
 #include "ui/Labels.h"
 #include "ui/Style.h"
 
-#include <QAccessible>
+#include <QApplication>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -38,9 +39,13 @@ QString withWholeWords(QString line)
 
 void NoticeStrip::setLines(const QStringList &lines)
 {
-    notices().lines = lines;
+    const QStringList before = std::exchange(notices().lines, lines);
     for (NoticeStrip *const strip : std::as_const(notices().strips))
         strip->showLines();
+    for (const QString &line : lines) {
+        if (!before.contains(line))
+            announce(QApplication::activeWindow(), line);
+    }
 }
 
 NoticeStrip::NoticeStrip(QWidget *parent) : Card(parent)
@@ -81,10 +86,6 @@ void NoticeStrip::showLines()
     const bool says = !notices().lines.isEmpty();
     setVisible(says);
     claimHeight();
-    if (!says || !QAccessible::isActive())
-        return;
-    QAccessibleEvent alert(this, QAccessible::Alert);
-    QAccessible::updateAccessibility(&alert);
 }
 
 void NoticeStrip::claimHeight()

@@ -2,6 +2,7 @@
 
 #include "platform/desktop/WindowSystem.h"
 #include "ui/Accessibility.h"
+#include "ui/Announcement.h"
 #include "ui/Screen.h"
 
 #include <QCloseEvent>
@@ -102,6 +103,7 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
     applySizeBounds();
     if (isVisible()) {
         view->show();
+        announce(this, view->windowTitle());
         screen->viewDidAppear();
     }
 }
