@@ -136,6 +136,25 @@ def home(client):
     labctl("nm", "start")
 
 
+def reload(client):
+    """A new favourite reloads both lists; the rows that show the same as before say nothing."""
+    locations = client.desktop.wait_for("All locations", Role.LIST)
+    client.desktop.focus(locations)
+    client.desktop.key("Home")
+    rows = [locations.get_child_at_index(i) for i in range(locations.get_child_count())]
+    check("rows off the screen", not is_showing(rows[-1]) and re.match(r"\w", rows[-1].get_name()), len(rows))
+    shown = [row.get_name() for row in rows if is_showing(row)]
+    heard = []
+    listener = Atspi.EventListener.new(lambda event: heard.append(event.source.get_name()))
+    listener.register("object:property-change:accessible-name")
+    client.press(f"Add {shown[2].split(', not')[0]} to favourites")
+    context = GLib.MainContext.default()
+    until("the next row in its place", lambda: [context.iteration(False), shown[3] in heard][1])
+    listener.deregister("object:property-change:accessible-name")
+    check("nothing of the rows above", not set(heard) & set(shown[:2]), heard)
+    check("one row less", locations.get_child_count() == len(rows) - 1, len(rows))
+
+
 def panel(client, opener, name, control):
     """It keeps the keyboard, also from a mnemonic of what it covers, and gives it back."""
     client.desktop.focus(client.button(opener))
@@ -179,4 +198,4 @@ def placeholder(client):
 
 
 if __name__ == "__main__":
-    sys.exit(play(Client(sys.argv[1], sys.argv[3]), (account_screens, home, menu, panels_and_notices, placeholder)))
+    sys.exit(play(Client(sys.argv[1], sys.argv[3]), (account_screens, home, reload, menu, panels_and_notices, placeholder)))
