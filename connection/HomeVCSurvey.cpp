@@ -2,6 +2,8 @@
 
 #include "api/ServiceManager.h"
 #include "platform/Log.h"
+#include "servers/CountryTV.h"
+#include "servers/FavoriteTV.h"
 #include "ui/Announcement.h"
 #include "ui/Buttons.h"
 
@@ -54,7 +56,9 @@ void HomeVC::firePingTimer()
         setTimerMode(TimerMode::Slow);
         return;
     }
-    reloadLists();
+    countries->reloadLatencies();
+    favorites->reloadLatencies();
+    reselectEndpoint();
     pendingPingResponses = false;
     tick = (tick + 1) % ticksInCycle;
     setTimerMode(TimerMode::Fast);
