@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 std::unique_ptr<QWidget> ForgotVC::makeView()
 {
-    auto root = std::make_unique<QWidget>();
+    auto root = std::make_unique<FormPage>();
     Ui::ForgotVC layout;
     layout.setupUi(root.get());
     dummyTextField.connect(layout.dummyTextField);
@@ -40,9 +40,10 @@ void ForgotVC::resetAction()
 {
     if (dummyTextField->text().isEmpty()) {
         runAlert(window(), u"Username is blank!"_s);
+        dummyTextField->setFocus();
         return;
     }
-    // Until the reply has been handled, the screen stays alive with it.
+    // The screen stays alive until the reply has been handled.
     const auto self = std::static_pointer_cast<ForgotVC>(shared_from_this());
     NetworkManager::forOneRequest().resetPassword(dummyTextField->text(),
                                                   [self](const auto &) { self->resetReplied(); });
@@ -50,7 +51,7 @@ void ForgotVC::resetAction()
 
 void ForgotVC::resetReplied()
 {
-    // What stands in the field when the reply arrives, not what was sent.
+    // The text of the field when the reply arrives, not the one that was sent.
     runAlert(window(), u"If there is an account associated with "_s + dummyTextField->text() +
                            u" a reset link will be sent to that address."_s);
 }

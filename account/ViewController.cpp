@@ -19,7 +19,7 @@ ViewController::ViewController() : keychain(Keychain::forApplication()) {}
 
 std::unique_ptr<QWidget> ViewController::makeView()
 {
-    auto root = std::make_unique<QWidget>();
+    auto root = std::make_unique<FormPage>();
     Ui::ViewController layout;
     layout.setupUi(root.get());
     usernameTextfield.connect(layout.usernameTextfield);
@@ -46,9 +46,7 @@ void ViewController::viewDidAppear()
     connect(&SecretStore::shared(), &SecretStore::opened, this, &ViewController::passOnToHome,
             Qt::UniqueConnection);
     passOnToHome();
-    QLineEdit *const first =
-        usernameTextfield->text().isEmpty() ? usernameTextfield.get() : passwordTextfield.get();
-    first->setFocus();
+    (usernameTextfield->text().isEmpty() ? usernameTextfield : passwordTextfield)->setFocus();
 }
 
 void ViewController::passOnToHome()
@@ -61,16 +59,13 @@ void ViewController::passOnToHome()
 
 void ViewController::loginButtonClicked()
 {
-    QString message;
-    if (usernameTextfield->text().isEmpty())
-        message = u"Please enter user name"_s;
-    else if (passwordTextfield->text().isEmpty())
-        message = u"Please enter password"_s;
-    if (!message.isEmpty()) {
-        runAlert(window(), message);
+    const bool isNameMissing = usernameTextfield->text().isEmpty();
+    if (isNameMissing || passwordTextfield->text().isEmpty()) {
+        runAlert(window(), isNameMissing ? u"Please enter user name"_s : u"Please enter password"_s);
+        (isNameMissing ? usernameTextfield : passwordTextfield)->setFocus();
         return;
     }
-    // Until the reply has been handled, the screen stays alive with it.
+    // The screen stays alive until the reply has been handled.
     const auto self = std::static_pointer_cast<ViewController>(shared_from_this());
     NetworkManager::forOneRequest().login(
         usernameTextfield->text(), passwordTextfield->text(),
@@ -84,7 +79,7 @@ void ViewController::signInReplied(const std::optional<Token> &reply)
         runAlert(window(), message);
         return;
     }
-    // What stands in the field when the reply arrives, not what was sent.
+    // The text of the field when the reply arrives, not the one that was sent.
     keychain.set(usernameTextfield->text(), u"username"_s);
     keychain.set(*reply->token, u"token"_s);
     passwordTextfield->setText(QString());

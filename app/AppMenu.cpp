@@ -1,11 +1,12 @@
 #include "app/AppMenu.h"
 
 #include "platform/Configuration.h"
-#include "resources/Pictures.h"
+#include "ui/Alert.h"
+#include "ui/Labels.h"
 
+#include <QBoxLayout>
 #include <QCoreApplication>
 #include <QMenuBar>
-#include <QMessageBox>
 
 namespace velmora {
 
@@ -15,13 +16,14 @@ namespace {
 
 void showAbout(QWidget *window)
 {
-    auto *const about = new QMessageBox(window);
+    auto *const about =
+        new MessageDialog(window, u"Velmora"_s, u"Version %1"_s.arg(configuration::version()), u"Close"_s);
     about->setAttribute(Qt::WA_DeleteOnClose);
     about->setWindowTitle(u"About Velmora"_s);
-    about->setIconPixmap(pictures::icon(u"velmora"_s, 48, window->devicePixelRatioF(), {}));
-    about->setText(u"Velmora"_s);
-    about->setInformativeText(u"Version %1"_s.arg(configuration::version()));
-    about->addButton(QMessageBox::Close);
+    auto *const mark = new IconView(about);
+    mark->setImageNamed(u"velmora"_s);
+    mark->setProperty("coloured", true);
+    static_cast<QBoxLayout *>(about->layout())->insertWidget(0, mark, 0, Qt::AlignLeft);
     about->open();
 }
 

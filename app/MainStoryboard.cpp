@@ -4,10 +4,7 @@
 #include "account/ViewController.h"
 #include "app/SettingsVC.h"
 #include "connection/HomeVC.h"
-#include "notices/FutureVC.h"
-#include "notices/Notification1VC.h"
-#include "notices/Notification2VC.h"
-#include "notices/Notification3VC.h"
+#include "notices/Notices.h"
 
 namespace velmora {
 

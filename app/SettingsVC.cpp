@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 std::unique_ptr<QWidget> SettingsVC::makeView()
 {
-    auto root = std::make_unique<QWidget>();
+    auto root = std::make_unique<FormPage>();
     Ui::SettingsVC layout;
     layout.setupUi(root.get());
     const auto clicked = &QAbstractButton::clicked;

@@ -43,6 +43,10 @@ std::unique_ptr<QWidget> HomeVC::makeView()
     pingButton.connect(layout.pingButton);
     updateModal.connect(layout.updateModal);
     installModal.connect(layout.installModal);
+    disconnectedMessageView.connect(layout.disconnectedMessageView);
+    connectedMessageView.connect(layout.connectedMessageView);
+    flagImageView.connect(layout.flagImageView);
+    labelConnectionStatus.connect(layout.labelConnectionStatus);
 
     const auto clicked = &QAbstractButton::clicked;
     connectAction(layout.connectButton, clicked, &HomeVC::connectButtonClicked);

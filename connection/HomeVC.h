@@ -16,9 +16,11 @@ class QTimer;
 
 namespace velmora {
 
+class CircleImageView;
 class CountryTV;
 class FavoriteTV;
 class IconButton;
+class IconView;
 class PowerButton;
 class StatusCard;
 
@@ -93,6 +95,10 @@ private:
     Outlet<IconButton> pingButton;
     Outlet<QWidget> updateModal;
     Outlet<QWidget> installModal;
+    Outlet<IconView> disconnectedMessageView; // declared
+    Outlet<IconView> connectedMessageView;    // declared
+    Outlet<CircleImageView> flagImageView;    // declared
+    Outlet<QLabel> labelConnectionStatus;     // declared
 
     Keychain keychain;
     VPNManager &vpnManager;
@@ -103,6 +109,7 @@ private:
     /// References to items of the credential store, never the secrets.
     std::optional<QByteArray> vpnPassword;
     std::optional<QByteArray> vpnSharedSecret;
+    QObject *notificationObserver = nullptr; // declared
 
     /// Index into the store's list of the endpoint that is being probed; -1 when no survey runs.
     qint64 currentPingEndpoint = -1;

@@ -1,7 +1,6 @@
 #include "connection/HomeVC.h"
 
 #include "api/NetworkManager.h"
-#include "connection/PowerButton.h"
 #include "connection/StatusAppearance.h"
 #include "connection/StatusCard.h"
 #include "platform/Log.h"

@@ -1,37 +1,126 @@
 #include "ui/Alert.h"
 
-#include <QMessageBox>
+#include "ui/Buttons.h"
+#include "ui/DisplayText.h"
+#include "ui/Labels.h"
+
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QResizeEvent>
+#include <QScreen>
+#include <QTextBlock>
+#include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace velmora {
 
-namespace {
-
 using namespace Qt::StringLiterals;
 
-/// About what fits on a screen; a service can send far more.
-constexpr qsizetype beginningCharacters = 1500;
-constexpr qsizetype endCharacters = 500;
+namespace {
 
-/// The text as it stands, or, where it is too long to be shown, its beginning and its end.
-QString shown(const QString &text)
+constexpr int dialogWidth = 360;
+constexpr int maximumTextHeight = 400;
+/// The height of the dialog without its text, with the title bar.
+constexpr int surroundings = 200;
+/// A longer paragraph is broken into pieces, because each is laid out as a whole as soon as a line of it is
+/// on screen.
+constexpr qsizetype pieceCharacters = 4000;
+
+QString inPieces(const QString &text)
 {
-    if (text.size() <= beginningCharacters + endCharacters)
-        return text;
-    return text.left(beginningCharacters) + u" … "_s + text.right(endCharacters);
+    QString pieces;
+    for (QStringView line : QStringView(text).tokenize(u'\n')) {
+        while (line.size() > pieceCharacters) {
+            const QStringView piece = line.first(pieceCharacters);
+            const qsizetype blank = piece.lastIndexOf(u' ');
+            const qsizetype end =
+                blank > 0 ? blank : pieceCharacters - (piece.last().isHighSurrogate() ? 1 : 0);
+            pieces.append(line.first(end)).append(u'\n');
+            line = line.sliced(end);
+        }
+        pieces.append(line).append(u'\n');
+    }
+    pieces.chop(1);
+    return pieces;
 }
+
+/// A text that can be read, scrolled and copied.
+class MessageView final : public QPlainTextEdit
+{
+public:
+    MessageView(const QString &text, QWidget *parent) : QPlainTextEdit(parent)
+    {
+        setReadOnly(true);
+        setTabChangesFocus(true);
+        setFrameShape(QFrame::NoFrame);
+        setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        document()->setDocumentMargin(0);
+        // Room for the scroll bar, which lies over what it scrolls.
+        setViewportMargins(0, 0, Style::spaceM, 0);
+        viewport()->setAutoFillBackground(false);
+        setPlainText(inPieces(displayText(text)));
+    }
+
+    /// Makes the view as high as the text is at this width, up to `maximum`.
+    void claimHeight(int width, int maximum)
+    {
+        resize(width, maximum);
+        // A hidden view does not lay out its text by itself.
+        QResizeEvent resized(size(), {});
+        event(&resized);
+        resizeEvent(&resized);
+        maximum -= maximum % fontMetrics().lineSpacing();
+        qreal height = 0;
+        for (QTextBlock block = document()->begin(); block.isValid() && height < maximum;
+             block = block.next())
+            height += document()->documentLayout()->blockBoundingRect(block).height();
+        setMinimumHeight(std::min(qCeil(height), maximum));
+    }
+
+    QSize sizeHint() const override { return minimumSize(); }
+    QSize minimumSizeHint() const override { return minimumSize(); }
+};
 
 } // namespace
 
+MessageDialog::MessageDialog(QWidget *parent, const QString &heading, const QString &text,
+                             const QString &button)
+    : QDialog(parent)
+{
+    auto *const column = new QVBoxLayout(this);
+    column->setContentsMargins(Style::spaceXl, Style::spaceXl, Style::spaceXl, Style::spaceL);
+    column->setSpacing(Style::spaceM);
+    auto *const headingLabel = new TextLabel(this);
+    headingLabel->setRole(Style::TextRole::Status);
+    headingLabel->setText(heading);
+    column->addWidget(headingLabel);
+    auto *const view = new MessageView(text, this);
+    const int room = std::min(maximumTextHeight, screen()->availableSize().height() - surroundings);
+    view->claimHeight(dialogWidth - 2 * Style::spaceXl, room);
+    view->setVisible(!text.isEmpty());
+    column->addWidget(view);
+    auto *const dismiss = new PushButton(button, this);
+    dismiss->setDefault(true);
+    connect(dismiss, &QPushButton::clicked, this, &QDialog::accept);
+    column->addWidget(dismiss, 0, Qt::AlignRight);
+    dismiss->setFocus();
+    resize(dialogWidth, sizeHint().height());
+}
+
 void runAlert(QWidget *parent, const QString &informativeText)
 {
-    QMessageBox alert(parent);
-    alert.setWindowTitle(u"Alert"_s);
-    alert.setText(u"Alert"_s);
-    // The service's own words come in here: they are text, never mark-up.
-    alert.setTextFormat(Qt::PlainText);
-    alert.setInformativeText(shown(informativeText));
-    alert.addButton(u"OK"_s, QMessageBox::AcceptRole);
-    alert.exec();
+    const bool hadKeyboard = parent != nullptr && parent->isActiveWindow();
+    const QPointer<QWidget> window(parent);
+    // The parent may go while the alert is open, and takes it along.
+    const QPointer<MessageDialog> alert(new MessageDialog(parent, u"Alert"_s, informativeText, u"OK"_s));
+    alert->setWindowTitle(u"Alert"_s);
+    alert->exec();
+    delete alert;
+    // Not every window manager returns the keyboard to the window beneath.
+    if (hadKeyboard && window != nullptr)
+        window->activateWindow();
 }
 
 } // namespace velmora

@@ -107,7 +107,8 @@ void IconView::setImageNamed(const QString &imageName)
 
 QSize IconView::sizeHint() const
 {
-    const int side = QFontMetrics(Style::font(Style::TextRole::Status)).height();
+    constexpr int markSide = 72;
+    const int side = coloured ? markSide : QFontMetrics(Style::font(Style::TextRole::Status)).height();
     return {side, side};
 }
 

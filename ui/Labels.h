@@ -48,8 +48,8 @@ private:
     QString shownText() const;
 };
 
-/// A picture from the resources, as high as a line of the status text: an icon in the colour of the text
-/// around it, or the product's mark in its own.
+/// A picture from the resources: an icon in the colour of the text around it, as high as a line of the status
+/// text, or the large mark of the product in its own colours.
 class IconView final : public QWidget
 {
     Q_OBJECT

@@ -1,9 +1,11 @@
 #include "ui/ModalPanel.h"
 
+#include "ui/Frames.h"
+#include "ui/Style.h"
+
 #include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QPushButton>
 
 #include <utility>
 
@@ -24,6 +26,7 @@ bool isInsidePanel(const QWidget *widget)
 
 ModalPanel::ModalPanel(QWidget *parent) : QWidget(parent)
 {
+    setContentsMargins(Style::spaceXl, Style::spaceXl, Style::spaceXl, Style::spaceXl);
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { keepFocus(now); });
 }
 
@@ -45,22 +48,13 @@ void ModalPanel::setVisible(bool visible)
     }
     QWidget::setVisible(visible);
     if (visible && !was)
-        takeFocus();
-}
-
-void ModalPanel::takeFocus()
-{
-    const QList<QPushButton *> buttons = findChildren<QPushButton *>();
-    for (QPushButton *const button : buttons) {
-        if (button->isDefault())
-            button->setFocus(Qt::OtherFocusReason);
-    }
+        focusFirstControl(this);
 }
 
 void ModalPanel::keepFocus(const QWidget *now)
 {
     if (open && isVisible() && now != nullptr && now->window() == window() && !isInsidePanel(now))
-        takeFocus();
+        focusFirstControl(this);
 }
 
 void ModalPanel::paintEvent(QPaintEvent *)

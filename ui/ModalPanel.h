@@ -26,7 +26,6 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    void takeFocus();
     /// Brings back a focus that a shortcut of the covered screen took away.
     void keepFocus(const QWidget *now);
 

@@ -4,9 +4,7 @@
 
 #include <QApplication>
 #include <QKeyEvent>
-#include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -22,9 +20,6 @@ namespace {
 
 constexpr int scrollBarExtent = 10;
 constexpr int shortestHandle = 32;
-
-/// What a message box leaves free at the left of its texts where it has no picture.
-constexpr int alertIndent = 21;
 
 bool wantsDark = false;
 bool desktopHasPalette = false;
@@ -52,14 +47,6 @@ bool showsFocus(const QStyleOption &option)
 {
     return option.state.testFlag(QStyle::State_HasFocus) &&
            option.state.testFlag(QStyle::State_KeyboardFocusChange);
-}
-
-int alertMargin(const QMessageBox &alert, QStyle::PixelMetric side)
-{
-    if (side == QStyle::PM_LayoutBottomMargin)
-        return Style::spaceL;
-    const bool isIndented = side == QStyle::PM_LayoutLeftMargin && alert.iconPixmap().isNull();
-    return isIndented ? Style::spaceXl - alertIndent : Style::spaceXl;
 }
 
 void drawButton(const QStyleOptionButton &button, QPainter *painter)
@@ -231,22 +218,6 @@ void Style::drawPanel(QPainter *painter, const QRectF &rect, const QColor &fill,
 
 Style::Style() : QProxyStyle(QStyleFactory::create(u"Fusion"_s)) {}
 
-void Style::polish(QWidget *widget)
-{
-    QProxyStyle::polish(widget);
-    // An alert says what it is about in a heading, and its sentence in lines that are not too short.
-    auto *const label = qobject_cast<QLabel *>(widget);
-    const bool isHeading = widget->objectName() == u"qt_msgbox_label"_s;
-    if (label == nullptr || (!isHeading && widget->objectName() != u"qt_msgbox_informativelabel"_s))
-        return;
-    label->setIndent(0);
-    label->setContentsMargins(0, 0, 0, spaceS);
-    if (isHeading)
-        label->setFont(font(TextRole::Status));
-    else
-        label->setMinimumWidth(label->fontMetrics().averageCharWidth() * 40);
-}
-
 void Style::drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
                           const QWidget *widget) const
 {
@@ -374,9 +345,11 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWi
     case PM_LayoutTopMargin:
     case PM_LayoutRightMargin:
     case PM_LayoutBottomMargin:
-        if (const auto *alert = qobject_cast<const QMessageBox *>(widget))
-            return alertMargin(*alert, metric);
-        break;
+        // A layout that wants a margin says so itself.
+        return 0;
+    case PM_LayoutHorizontalSpacing:
+    case PM_LayoutVerticalSpacing:
+        return spaceS;
     case PM_ButtonShiftHorizontal:
     case PM_ButtonShiftVertical:
         return 0;

@@ -3,11 +3,15 @@
 #include "platform/desktop/WindowSystem.h"
 #include "ui/Accessibility.h"
 #include "ui/Announcement.h"
+#include "ui/Frames.h"
 #include "ui/Screen.h"
+#include "ui/Style.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QScreen>
+#include <QScrollArea>
 #include <QShowEvent>
 #include <QVBoxLayout>
 #include <QWindow>
@@ -20,6 +24,11 @@ namespace velmora {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// The height that a title bar is taken to have until the window manager has said it.
+constexpr int ordinaryTitleBar = 40;
+/// A window that cannot show its whole content can be made as small as this.
+constexpr QSize scrollableSize(240, 240);
 
 /// Process-wide, because the application itself is: its windows, and how each gets a menu bar.
 struct Application
@@ -43,7 +52,56 @@ bool isTitled(const Window *window)
 
 } // namespace
 
-Window::Window()
+/// Holds the view of a screen. It scrolls where the window is smaller than the view can be, and shows the
+/// control that has the keyboard.
+class ContentArea final : public QScrollArea
+{
+public:
+    explicit ContentArea(QWidget *parent) : QScrollArea(parent)
+    {
+        setFrameShape(QFrame::NoFrame);
+        setFocusPolicy(Qt::NoFocus);
+        connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+            if (widget() != nullptr && widget()->isAncestorOf(now))
+                ensureWidgetVisible(now, Style::spaceS, Style::spaceS);
+        });
+    }
+
+    QSize wholeSize(int width) const
+    {
+        const QSize least = widget()->minimumSizeHint().expandedTo({0, 0});
+        const QLayout *const layout = widget()->layout();
+        if (layout == nullptr || !layout->hasHeightForWidth())
+            return least;
+        const int height = layout->totalMinimumHeightForWidth(std::max(width, least.width()));
+        return {least.width(), std::max(height, least.height())};
+    }
+
+protected:
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QScrollArea::resizeEvent(event);
+        fit();
+    }
+
+    bool viewportEvent(QEvent *event) override
+    {
+        if (event->type() == QEvent::LayoutRequest) {
+            fit();
+            updateGeometry();
+        }
+        return QScrollArea::viewportEvent(event);
+    }
+
+private:
+    void fit()
+    {
+        if (widget() != nullptr)
+            widget()->resize(viewport()->size().expandedTo(wholeSize(viewport()->width())));
+    }
+};
+
+Window::Window() : area(new ContentArea(this))
 {
     installAccessibility();
     setAttribute(Qt::WA_DeleteOnClose);
@@ -52,6 +110,7 @@ Window::Window()
     layout->setSpacing(0);
     // The bounds are set here: a layout's own constraint would undo them.
     layout->setSizeConstraint(QLayout::SetNoConstraint);
+    layout->addWidget(area);
     app().windows.append(this);
 }
 
@@ -59,8 +118,8 @@ Window::~Window()
 {
     app().windows.removeOne(this);
     // The view belongs to the screen, which may outlive the window.
-    if (content && content->isViewLoaded())
-        content->loadedView()->setParent(nullptr);
+    if (area->widget() != nullptr)
+        area->takeWidget();
 }
 
 Window *Window::windowWithContentViewController(const std::shared_ptr<Screen> &screen)
@@ -93,19 +152,25 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
 {
     const std::shared_ptr<Screen> previous = std::exchange(content, screen);
     QWidget *const view = screen->loadedView();
-    if (previous && previous != screen && previous->isViewLoaded()) {
-        layout()->removeWidget(previous->loadedView());
-        previous->loadedView()->hide();
-        previous->loadedView()->setParent(nullptr);
-    }
-    layout()->addWidget(view);
+    if (area->widget() != nullptr)
+        area->takeWidget()->hide();
+    area->setWidget(view);
+    view->show();
     setWindowTitle(view->windowTitle().isEmpty() ? u"Velmora"_s : view->windowTitle());
     applySizeBounds();
     if (isVisible()) {
-        view->show();
         announce(this, view->windowTitle());
-        screen->viewDidAppear();
+        contentAppeared(screen);
     }
+}
+
+void Window::contentAppeared(const std::shared_ptr<Screen> &screen)
+{
+    const std::shared_ptr<Screen> alive = screen;
+    alive->viewDidAppear();
+    QWidget *const view = alive->loadedView();
+    if (content == alive && (focusWidget() == nullptr || !view->isAncestorOf(focusWidget())))
+        focusFirstControl(view);
 }
 
 void Window::setStyleMask(unsigned styleMask)
@@ -158,29 +223,45 @@ void Window::applyCollectionBehavior()
         windowsystem::joinAllSpaces(*windowHandle());
 }
 
-QSize Window::leastSize() const
+QSize Window::wholeSize(int width) const
 {
-    const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width()) : 0);
-    const QSize least = content->loadedView()->minimumSizeHint().expandedTo({0, 0});
-    return (least + bar).boundedTo(screen()->availableSize());
+    const QSize bar(0, menuBar != nullptr ? menuBar->heightForWidth(width) : 0);
+    return area->wholeSize(width) + bar;
+}
+
+QSize Window::availableSize() const
+{
+    QSize frame = frameGeometry().size() - size();
+    if (isTitled(this) && frame.isNull())
+        frame.setHeight(ordinaryTitleBar);
+    return screen()->availableSize() - frame;
 }
 
 void Window::applySizeBounds()
 {
-    if (!content || !content->isViewLoaded())
+    if (!content)
         return;
-    const QSize available = screen()->availableSize();
-    const QSize needed = leastSize();
-    const QSize wanted = (testAttribute(Qt::WA_Resized) ? size() : content->preferredContentSize())
-                             .expandedTo(needed)
-                             .boundedTo(available);
-    if ((mask & WindowStyleMaskResizable) != 0) {
-        setMinimumSize(needed);
-        setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
-        resize(wanted);
-    } else {
-        setFixedSize(wanted);
+    const QSize available = availableSize();
+    const QSize start = testAttribute(Qt::WA_Resized) ? size() : content->preferredContentSize();
+    const QSize whole = wholeSize(start.width());
+    const QSize ordinary = content->preferredContentSize().expandedTo(whole);
+    const bool fits = ordinary.boundedTo(available) == ordinary;
+    if (fits && (mask & WindowStyleMaskResizable) == 0) {
+        setFixedSize(start.expandedTo(whole).boundedTo(available));
+        return;
     }
+    const bool isWhole = whole.boundedTo(available) == whole;
+    setMinimumSize(isWhole ? whole : whole.boundedTo(scrollableSize));
+    setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    const QSize bounded = testAttribute(Qt::WA_Resized) ? start : start.boundedTo(available);
+    resize(bounded.expandedTo(whole.boundedTo(available)));
+}
+
+void Window::fitScreen()
+{
+    applySizeBounds();
+    if (!isMaximized() && !isFullScreen())
+        resize(size().boundedTo(availableSize()));
 }
 
 void Window::deminiaturize()
@@ -217,12 +298,8 @@ bool Window::event(QEvent *event)
     if (event->type() == QEvent::Paint && activation)
         windowsystem::activate(*windowHandle(), *std::exchange(activation, std::nullopt));
     // A content that needs more room gets it, as when a notice comes into it.
-    if (event->type() == QEvent::LayoutRequest && content) {
-        const QSize least = leastSize();
-        const bool isFixed = minimumSize() == maximumSize();
-        if (isFixed ? least.expandedTo(size()) != size() : least != minimumSize())
-            applySizeBounds();
-    }
+    if (event->type() == QEvent::LayoutRequest && content && wholeSize(width()).expandedTo(size()) != size())
+        applySizeBounds();
     return handled;
 }
 
@@ -233,8 +310,9 @@ void Window::showEvent(QShowEvent *event)
     if (event->spontaneous() || !content)
         return;
     applyCollectionBehavior();
-    const std::shared_ptr<Screen> alive = content;
-    alive->viewDidAppear();
+    connect(windowHandle(), &QWindow::screenChanged, this, &Window::fitScreen, Qt::UniqueConnection);
+    fitScreen();
+    contentAppeared(content);
     applyMenuBar();
 }
 

@@ -11,6 +11,7 @@ class QMenuBar;
 
 namespace velmora {
 
+class ContentArea;
 class Screen;
 
 /// Bits of a window's style mask.
@@ -81,12 +82,19 @@ private:
     void applyStyleMask();
     void applyCollectionBehavior();
     void applyMenuBar();
-    /// What the content and the menu bar need, as far as the screen has it.
-    QSize leastSize() const;
-    /// Makes the size bounds follow the style mask and what the content needs.
+    /// The size that shows the whole content and the menu bar at this width.
+    QSize wholeSize(int width) const;
+    /// The room on the screen for the inside of the window.
+    QSize availableSize() const;
+    /// Makes the size bounds follow the style mask and the content. Where the screen has no room for the
+    /// whole content, the window can be resized whatever the mask says.
     void applySizeBounds();
+    void fitScreen();
+    /// Tells the screen that it has appeared. If it is still the content then, the keyboard goes into it.
+    void contentAppeared(const std::shared_ptr<Screen> &screen);
 
     std::shared_ptr<Screen> content;
+    ContentArea *area;
     QPointer<QMenuBar> menuBar;
     unsigned mask = WindowStyleMaskTitled | WindowStyleMaskClosable | WindowStyleMaskMiniaturizable |
                     WindowStyleMaskResizable;

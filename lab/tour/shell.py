@@ -102,13 +102,13 @@ class Shell:
 
     def recent(self):
         before = windows()
-        self.notice("Recent places", "Recent places", "notice-3")
+        self.notice("A few places", "A few places", "notice-3")
         self.desktop.key("alt+o")
         self.gone("Open Velmora")
         until("another window in place of the first",
               lambda: len(windows()) == 1 and windows()[0] not in before)
         self.at_home()
-        self.say("recent places", "opens a login window, which goes home, in place of the first")
+        self.say("a few places", "opens a login window, which goes home, in place of the first")
 
     def settings(self):
         self.press("Settings")

@@ -1,4 +1,4 @@
-#include "connection/PowerButton.h"
+#include "connection/StatusCard.h"
 #include "connection/StatusAppearance.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/HomeFixture.h"

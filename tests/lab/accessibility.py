@@ -170,7 +170,7 @@ def panel(client, opener, name, control):
 
 def panels_and_notices(client):
     panel(client, "Update", "Update Velmora", "Not now")
-    for opener, control in (("Notice", "Stay up to date"), ("Recent places", "Open Velmora"),
+    for opener, control in (("Notice", "Stay up to date"), ("A few places", "Open Velmora"),
                             ("Installation", "Install updates")):
         client.press(opener)
         walk(client, f"notice: {opener}", control)

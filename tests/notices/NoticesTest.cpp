@@ -1,7 +1,4 @@
-#include "notices/NoticePlacement.h"
-#include "notices/Notification1VC.h"
-#include "notices/Notification2VC.h"
-#include "notices/Notification3VC.h"
+#include "notices/Notices.h"
 #include "servers/HomeScreen.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/StubScreen.h"

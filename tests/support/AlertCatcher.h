@@ -1,8 +1,10 @@
 #pragma once
 
+#include "ui/Alert.h"
+
 #include <QApplication>
 #include <QEvent>
-#include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStringList>
 
@@ -11,7 +13,7 @@
 
 namespace velmora::testing {
 
-/// Dismisses each alert as soon as it is shown and keeps what it said: title, informative text, buttons, in
+/// Dismisses each alert as soon as it is shown and keeps its title, its informative text and its buttons as
 /// one text.
 class AlertCatcher : public QObject
 {
@@ -25,11 +27,11 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        auto *box = qobject_cast<QMessageBox *>(watched);
+        auto *box = qobject_cast<MessageDialog *>(watched);
         if (box == nullptr || event->type() != QEvent::Show || !box->isModal())
             return false;
-        QStringList said{box->windowTitle(), box->informativeText(), {}};
-        for (const QAbstractButton *button : box->buttons())
+        QStringList said{box->windowTitle(), box->findChild<QPlainTextEdit *>()->toPlainText(), {}};
+        for (const QAbstractButton *button : box->findChildren<QAbstractButton *>())
             said.last() += button->text();
         alerts.append(said.join(QChar(u'|')));
         const auto dismiss = [this, box] {

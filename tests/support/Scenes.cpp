@@ -3,13 +3,14 @@
 #include "api/ServiceManager.h"
 #include "app/MainStoryboard.h"
 #include "app/MissingParts.h"
+#include "ui/Alert.h"
 #include "ui/NoticeStrip.h"
 #include "ui/Screen.h"
 #include "ui/Style.h"
 #include "ui_HomeVC.h"
 
 #include <QApplication>
-#include <QMessageBox>
+#include <QLayout>
 
 namespace velmora {
 
@@ -78,7 +79,11 @@ void present(QWidget &widget, const QString &name, const scenes::Visitor &visit)
 {
     widget.show();
     settle();
-    widget.resize(widget.size().expandedTo(widget.minimumSizeHint()));
+    QSize needed = widget.size().expandedTo(widget.minimumSizeHint());
+    if (widget.hasHeightForWidth())
+        needed.setHeight(
+            std::max(needed.height(), widget.layout()->totalMinimumHeightForWidth(needed.width())));
+    widget.resize(needed);
     settle();
     visit(widget, name);
 }
@@ -143,11 +148,11 @@ void showHome(const scenes::Visitor &visit)
 
 void showAlert(const scenes::Visitor &visit)
 {
-    QMessageBox alert;
-    alert.setText(u"Alert"_s);
-    alert.setInformativeText(u"The user name or the password is wrong."_s);
-    alert.addButton(QMessageBox::Ok);
+    const QString sentence = u"The user name or the password is wrong. "_s;
+    MessageDialog alert(nullptr, u"Alert"_s, sentence, u"OK"_s);
     present(alert, u"alert"_s, visit);
+    MessageDialog longAlert(nullptr, u"Alert"_s, sentence.repeated(50) + QString(500, u'x'), u"OK"_s);
+    present(longAlert, u"alert-long"_s, visit);
 }
 
 } // namespace

@@ -1,17 +1,30 @@
 #include "tests/support/Scenes.h"
+#include "app/MainStoryboard.h"
 #include "connection/StatusCard.h"
+#include "tests/support/FakeSecretStore.h"
+#include "tests/support/FakeVPNManager.h"
+#include "ui/Alert.h"
 #include "ui/Colors.h"
 #include "ui/ModalPanel.h"
+#include "ui/Screen.h"
+#include "ui/Storyboard.h"
 #include "ui/Style.h"
 #include "ui/TableView.h"
+#include "ui/Window.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollBar>
 #include <QTest>
+#include <QWindow>
 
 using namespace velmora;
+using namespace velmora::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -30,7 +43,7 @@ QString contentOf(const QWidget *widget)
     if (list != nullptr)
         return list->rowCount() == 0 ? list->emptyText() : QString();
     QString content;
-    for (const char *property : {"text", "placeholderText", "imageName"})
+    for (const char *property : {"text", "plainText", "placeholderText", "imageName"})
         content += widget->property(property).toString();
     return widget->property("coloured").toBool() ? QString() : content;
 }
@@ -68,6 +81,43 @@ bool isShort(const QWidget *widget)
     const QSize needed = label != nullptr && label->wordWrap() ? QSize(width, label->heightForWidth(width))
                                                                : widget->sizeHint();
     return widget->size().expandedTo(needed) != widget->size();
+}
+
+/// Goes through the controls as a person with a keyboard does.
+QStringList unreachableIn(Window &window, const QSize &space)
+{
+    const QSize outer = window.frameGeometry().size();
+    QStringList faults;
+    if (outer.boundedTo(space) != outer)
+        faults << u"%1 x %2 is too large"_s.arg(outer.width()).arg(outer.height());
+    const bool isFixed = window.minimumSize() == window.maximumSize();
+    const QWidget *const view = window.contentViewController()->loadedView();
+    if (isFixed && outer.height() == space.height())
+        faults << u"cannot be resized"_s;
+    const QWidget *const first = window.focusWidget();
+    if (first == nullptr)
+        return faults << u"nothing has the keyboard"_s;
+    do {
+        const QWidget *const control = window.focusWidget();
+        const QRect rect(control->mapTo(&window, QPoint()), control->size());
+        const bool isList = qobject_cast<const TableView *>(control) != nullptr;
+        if (!window.rect().contains(rect) && !isList)
+            faults << control->objectName() + u" is out of sight"_s;
+        QTest::keyClick(&window, Qt::Key_Tab);
+    } while (window.focusWidget() != first);
+    QList<QRect> places;
+    for (const QWidget *const part : view->findChildren<QWidget *>()) {
+        const bool hasParts = part->findChild<QWidget *>() != nullptr;
+        if (!part->isVisible() || contentOf(part).isEmpty() || hasParts || isInList(part))
+            continue;
+        const QRect place(part->mapTo(view, QPoint()), part->size());
+        for (const QRect &other : std::as_const(places)) {
+            if (other.intersects(place))
+                faults << u"“%1” is covered"_s.arg(contentOf(part));
+        }
+        places << place;
+    }
+    return faults;
 }
 
 QStringList faultsOf(QWidget &shown)
@@ -158,6 +208,70 @@ private Q_SLOTS:
         cut.setGeometry(0, 80, cut.sizeHint().width() - 1, 40);
         shown.show();
         QCOMPARE(faultsOf(shown).size(), 2);
+    }
+
+    void everythingIsReachedOnALowScreen()
+    {
+        FakeSecretStore::install();
+        FakeVPNManager::install();
+        QStringList faults;
+        for (const QScreen *const low : QGuiApplication::screens()) {
+            for (const ScreenIdentifier &screen :
+                 {screens::login, screens::home, screens::forgot, screens::settings}) {
+                const std::unique_ptr<Window> window(
+                    Window::windowWithContentViewController(makeMainStoryboard()->instantiate(screen)));
+                window->move(low->geometry().topLeft());
+                window->makeKeyAndOrderFront();
+                QVERIFY(QTest::qWaitForWindowActive(window.get()));
+                for (const QString &fault : unreachableIn(*window, low->availableSize()))
+                    faults << u"%1, %2: %3"_s.arg(low->name(), screen.name, fault);
+            }
+        }
+        QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
+    }
+
+    void aFontWithWideLettersWidensNoWindow()
+    {
+        const QFont japanese(u"Noto Sans CJK JP"_s);
+        if (!QFontInfo(japanese).family().contains(u"CJK"_s))
+            QSKIP("fonts-noto-cjk is not installed");
+        QApplication::setFont(japanese);
+        FakeVPNManager::install();
+        for (const ScreenIdentifier &screen : {screens::home, screens::login}) {
+            const std::unique_ptr<Window> window(
+                Window::windowWithContentViewController(makeMainStoryboard()->instantiate(screen)));
+            window->show();
+            QCOMPARE(window->width(), 400);
+        }
+    }
+
+    void anAlertIsPlainWholeAndFits()
+    {
+        const QString markup = u"<b>No</b> <a href='https://x'>link</a> <img src='/usr/x.png'>"_s;
+        const auto millions = [](const QString &part) {
+            return part.repeated(8'000'000 / part.size());
+        };
+        for (const QString &text :
+             {markup, QString(300, u'W'), u"a\n\nb"_s, millions(u"word "_s), millions(u"W"_s)}) {
+            QElapsedTimer timer;
+            timer.start();
+            MessageDialog alert(nullptr, u"Alert"_s, text, u"OK"_s);
+            alert.move(QGuiApplication::screens().at(3)->geometry().topLeft());
+            alert.show();
+            QCoreApplication::processEvents();
+            alert.grab();
+            auto *const view = alert.findChild<QPlainTextEdit *>();
+            QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
+            QString shown = view->toPlainText();
+            QVERIFY(text == shown || (text.size() > 4000 && text == shown.remove(u'\n')));
+            // A blank at the end of a line may stand out.
+            QVERIFY(view->horizontalScrollBar()->maximum() < view->fontMetrics().horizontalAdvance(u'W'));
+            QVERIFY(view->width() >= view->fontMetrics().horizontalAdvance(u'W') * 10);
+            QVERIFY2(alert.height() < 700, qPrintable(QString::number(alert.height())));
+            QVERIFY(view->viewport()->height() > 0);
+            view->moveCursor(QTextCursor::End);
+            QVERIFY(view->viewport()->rect().contains(view->cursorRect().center()));
+        }
     }
 
     void whatNoSceneShowsCanBeRead()

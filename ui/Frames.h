@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QWidget>
+
+namespace velmora {
+
+class IconView;
+class TextLabel;
+
+/// The frame of the screens that are a form: one column, which stands in the middle of a wide window.
+class FormPage final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    using QWidget::QWidget;
+
+    QSize minimumSizeHint() const override;
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+};
+
+/// A title with a sentence under it and, where it has a name, an icon beside it.
+class Heading final : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(QString imageName READ imageName WRITE setImageName)
+    Q_PROPERTY(QString title READ title WRITE setTitle)
+    Q_PROPERTY(QString text READ text WRITE setText)
+
+public:
+    explicit Heading(QWidget *parent = nullptr);
+
+    QString imageName() const;
+    void setImageName(const QString &name);
+    QString title() const;
+    void setTitle(const QString &title);
+    QString text() const;
+    void setText(const QString &text);
+
+private:
+    IconView *icon;
+    TextLabel *titleLabel;
+    TextLabel *textLabel;
+};
+
+/// Gives the focus to the first control in the tab order of `part`.
+void focusFirstControl(QWidget *part);
+
+} // namespace velmora
