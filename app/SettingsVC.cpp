@@ -5,6 +5,7 @@
 
 #include "ui_SettingsVC.h"
 
+#include <QPushButton>
 #include <QShortcut>
 
 namespace velmora {
@@ -23,6 +24,13 @@ std::unique_ptr<QWidget> SettingsVC::makeView()
     for (const auto key : {QKeySequence::Back, QKeySequence::Cancel})
         connectAction(new QShortcut(key, root.get()), &QShortcut::activated, &SettingsVC::homeButtonClicked);
     return root;
+}
+
+void SettingsVC::viewDidAppear()
+{
+    Screen::viewDidAppear();
+    // The way back stands first, but the keyboard goes to the first button after it.
+    loadedView()->findChild<QPushButton *>()->setFocus();
 }
 
 void SettingsVC::homeButtonClicked()

@@ -10,6 +10,8 @@ class SettingsVC final : public Screen
     Q_OBJECT
 
 public:
+    void viewDidAppear() override;
+
     void homeButtonClicked();
     void changePasswordButtonClicked();
     /// Empties the user defaults and leads to the login screen. The credential store, the tunnel and its

@@ -2,6 +2,7 @@
 
 #include "ui/Labels.h"
 
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -79,13 +80,20 @@ void Heading::setText(const QString &text)
 
 void focusFirstControl(QWidget *part)
 {
-    for (QWidget *next = part->nextInFocusChain(); next != part; next = next->nextInFocusChain()) {
-        const bool takesTab = (next->focusPolicy() & Qt::TabFocus) != 0;
-        if (takesTab && part->isAncestorOf(next) && next->isVisible() && next->isEnabled()) {
-            next->setFocus(Qt::OtherFocusReason);
-            return;
-        }
+    QWidget *first = nullptr;
+    const QList<QPushButton *> buttons = part->findChildren<QPushButton *>();
+    for (QPushButton *const button : buttons) {
+        if (button->isDefault() && button->isVisible())
+            first = button;
     }
+    for (QWidget *next = part->nextInFocusChain(); first == nullptr && next != part;
+         next = next->nextInFocusChain()) {
+        const bool takesTab = (next->focusPolicy() & Qt::TabFocus) != 0;
+        if (takesTab && part->isAncestorOf(next) && next->isVisible() && next->isEnabled())
+            first = next;
+    }
+    if (first != nullptr)
+        first->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace velmora

@@ -45,7 +45,8 @@ private:
     TextLabel *textLabel;
 };
 
-/// Gives the focus to the first control in the tab order of `part`.
+/// Gives the focus to the default button of `part` or, where it has none, to the first control in the tab
+/// order.
 void focusFirstControl(QWidget *part);
 
 } // namespace velmora

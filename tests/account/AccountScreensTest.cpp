@@ -82,7 +82,9 @@ private Q_SLOTS:
         const AlertCatcher catcher;
         const Login login;
         login.signIn(u""_s, u""_s);
+        QCOMPARE(login.window->focusWidget(), login.username);
         login.signIn(u" "_s, u""_s);
+        QCOMPARE(login.window->focusWidget(), login.password);
         Reset().ask(u""_s);
         QCOMPARE(catcher.alerts,
                  (QStringList{u"Alert|Please enter user name|OK"_s, u"Alert|Please enter password|OK"_s,
@@ -126,6 +128,24 @@ private Q_SLOTS:
         QCOMPARE(login.password->text(), u"pw"_s);
         QVERIFY(!login.hasMovedOn());
         QVERIFY(store->items.isEmpty());
+    }
+
+    void afterAnAlertTheKeyboardIsWhereItWas()
+    {
+        ScriptedServer server;
+        server.answer("{}");
+        AlertCatcher catcher;
+        const Login login;
+        login.window->makeKeyAndOrderFront();
+        QVERIFY(QTest::qWaitForWindowActive(login.window.get()));
+        auto *const link = login.window->findChild<QAbstractButton *>(u"forgotPasswordButton"_s);
+        link->setFocus();
+        catcher.whileOpen = [] {
+            QVERIFY(QTest::qWaitForWindowActive(QApplication::activeModalWidget()));
+        };
+        login.signIn();
+        QTRY_COMPARE(catcher.alerts.size(), 1);
+        QTRY_COMPARE(QApplication::focusWidget(), link);
     }
 
     void eachClickSendsARequestAndAnAlertHoldsUpNone()

@@ -9,6 +9,7 @@
 #include <QAbstractButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWindow>
 
 using namespace velmora;
 using namespace velmora::testing;
@@ -42,8 +43,12 @@ private Q_SLOTS:
             if (modality == Qt::NonModal)
                 click(window, button);
             QCOMPARE(Window::windows().size(), 2);
-            QCOMPARE(Window::windows().constLast()->windowModality(), modality);
-            click(Window::windows().constLast(), u"closeButton"_s);
+            const Window *const notice = Window::windows().constLast();
+            QCOMPARE(notice->windowModality(), modality);
+            // A window manager learns of the parent of a dialog only, and keeps the dialog above it.
+            QCOMPARE(notice->windowHandle()->transientParent(), window->windowHandle());
+            QCOMPARE(notice->windowType(), Qt::Dialog);
+            click(notice, u"closeButton"_s);
             QTRY_COMPARE(Window::windows().size(), 1);
         }
     }

@@ -69,8 +69,12 @@ private Q_SLOTS:
 
     void losesItsTitleAndKeepsTheRest()
     {
-        for (const Notice &notice :
-             {Notice::of<Notification1VC>(), Notice::of<Notification2VC>(), Notice::of<Notification3VC>()}) {
+        for (const auto &[notice, primary] : {std::pair(Notice::of<Notification1VC>(), u"closeButton"_s),
+                                              std::pair(Notice::of<Notification2VC>(), u"updateButton"_s),
+                                              std::pair(Notice::of<Notification3VC>(), u"openButton"_s)}) {
+            auto *const button = qobject_cast<QPushButton *>(notice.window->focusWidget());
+            QVERIFY(button != nullptr && button->isDefault());
+            QCOMPARE(button->objectName(), primary);
             QCOMPARE(notice.window->styleMask(),
                      unsigned{WindowStyleMaskClosable | WindowStyleMaskMiniaturizable});
             QVERIFY(notice.window->windowHandle()->flags().testFlag(Qt::FramelessWindowHint));

@@ -95,8 +95,6 @@ QStringList unreachableIn(Window &window, const QSize &space)
     if (isFixed && outer.height() == space.height())
         faults << u"cannot be resized"_s;
     const QWidget *const first = window.focusWidget();
-    if (first == nullptr)
-        return faults << u"nothing has the keyboard"_s;
     do {
         const QWidget *const control = window.focusWidget();
         const QRect rect(control->mapTo(&window, QPoint()), control->size());
@@ -216,13 +214,20 @@ private Q_SLOTS:
         FakeVPNManager::install();
         QStringList faults;
         for (const QScreen *const low : QGuiApplication::screens()) {
-            for (const ScreenIdentifier &screen :
-                 {screens::login, screens::home, screens::forgot, screens::settings}) {
+            for (const auto &[screen, first] : {std::pair(screens::login, u"usernameTextfield"_s),
+                                                std::pair(screens::home, u"connectButton"_s),
+                                                std::pair(screens::forgot, u"dummyTextField"_s),
+                                                std::pair(screens::settings, u"changePasswordButton"_s)}) {
+                const std::shared_ptr<Storyboard> storyboard = makeMainStoryboard();
                 const std::unique_ptr<Window> window(
-                    Window::windowWithContentViewController(makeMainStoryboard()->instantiate(screen)));
+                    Window::windowWithContentViewController(storyboard->instantiate(screens::settings)));
+                window->setStyleMask(window->styleMask() & ~WindowStyleMaskResizable);
                 window->move(low->geometry().topLeft());
                 window->makeKeyAndOrderFront();
                 QVERIFY(QTest::qWaitForWindowActive(window.get()));
+                window->contentViewController()->replaceBy(screen);
+                QCOMPARE(window->focusWidget() == nullptr ? QString() : window->focusWidget()->objectName(),
+                         first);
                 for (const QString &fault : unreachableIn(*window, low->availableSize()))
                     faults << u"%1, %2: %3"_s.arg(low->name(), screen.name, fault);
             }
