@@ -1,5 +1,5 @@
-#include "connection/StatusCard.h"
 #include "connection/StatusAppearance.h"
+#include "connection/StatusCard.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/HomeFixture.h"
 #include "ui/Window.h"
