@@ -1,7 +1,6 @@
 #include "servers/CircleImageView.h"
 
 #include "resources/Pictures.h"
-#include "ui/Colors.h"
 
 #include <QPainter>
 
@@ -35,15 +34,12 @@ void CircleImageView::drawRect(const QRect &rect)
     painter.translate((rect.width() - rect.height()) / 2.0, 0);
     const QRectF bounds(0, 0, rect.height(), rect.height());
     const qreal corner = rect.height() / 2.0;
-    // A filled shape has smooth edges where a clip has not.
-    painter.setBrush(QBrush(image));
     // A hairline keeps a flag's white from melting into a light ground, and its black into a dark one.
     QColor hairline = palette().color(QPalette::WindowText);
     hairline.setAlphaF(0.18F);
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(bounds, corner, corner);
-    painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(hairline, 1));
+    // A filled shape has smooth edges where a clip has not.
+    painter.setBrush(QBrush(image));
     painter.drawRoundedRect(bounds.adjusted(0.5, 0.5, -0.5, -0.5), corner, corner);
 }
 

@@ -34,9 +34,10 @@ class RecentTV final : public TableView
     Q_OBJECT
 
 public:
-    const QString cellNibName;
-    const QString cellIdentifierName;
-    const QStringList flags;
+    const QString cellNibName = QStringLiteral("recent");
+    const QString cellIdentifierName = QStringLiteral("RecentCell");
+    const QStringList flags{QStringLiteral("US"), QStringLiteral("GB"), QStringLiteral("CA"),
+                            QStringLiteral("FR")};
 
     explicit RecentTV(QWidget *parent = nullptr);
 

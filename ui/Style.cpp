@@ -95,10 +95,18 @@ void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter 
 
 /// Whether this is a further press of a held key that presses a button or closes something. Wherever the
 /// keyboard has moved since the first one, a held key acts once.
-bool repeatsCommand(const QKeyEvent *event)
+bool repeatsCommand(const QObject *watched, const QKeyEvent *event)
 {
-    const int key = event->key();
-    return event->isAutoRepeat() && (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Escape);
+    // On X11 a repeat is a release and a press of one time. Qt marks them only where both have arrived.
+    static std::pair<int, quint64> released;
+    const std::pair<int, quint64> now(event->key(), event->timestamp());
+    if (event->type() == QEvent::KeyRelease)
+        released = now;
+    if (event->type() == QEvent::KeyRelease ||
+        !(event->isAutoRepeat() || (now.second > 0 && now == released)))
+        return false;
+    return now.first == Qt::Key_Return || now.first == Qt::Key_Enter || now.first == Qt::Key_Escape ||
+           (now.first == Qt::Key_Space && qobject_cast<const QAbstractButton *>(watched) != nullptr);
 }
 
 } // namespace
@@ -141,7 +149,7 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
         if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Alt)
             showMnemonics(QApplication::activeWindow(), event->type() == QEvent::KeyPress);
-        if (repeatsCommand(static_cast<QKeyEvent *>(event)))
+        if (repeatsCommand(watched, static_cast<QKeyEvent *>(event)))
             return true;
     } else if (event->type() == QEvent::WindowDeactivate) {
         showMnemonics(qobject_cast<QWidget *>(watched), false);
