@@ -76,14 +76,19 @@ QDBusMessage SecretService::activatableNames()
 void SecretService::begin()
 {
     bound.setRemainingTime(hasAnswered ? callTimeout : firstCallTimeout);
+    error.reset();
+    if (silent)
+        fail(QDBusError::errorString(QDBusError::NoReply), u"The keyring does not answer"_s);
 }
 
 QDBusMessage SecretService::call(const QDBusMessage &message)
 {
-    if (silent)
-        return QDBusMessage::createError(QDBusError::NoReply, u"The keyring does not answer"_s);
+    if (error)
+        return QDBusMessage::createError(error->domain, error->message);
     const QDBusMessage answer =
         bus.call(message, QDBus::Block, static_cast<int>(std::max<qint64>(bound.remainingTime(), 1)));
+    if (answer.type() == QDBusMessage::ErrorMessage)
+        fail(answer.errorName(), answer.errorMessage());
     if (QDBusError(answer).type() == QDBusError::NoReply) {
         systemLog(u"The keyring does not answer"_s);
         silent = true;
@@ -100,6 +105,16 @@ QDBusMessage SecretService::call(const QDBusMessage &message)
     return answer;
 }
 
+QDBusObjectPath SecretService::session()
+{
+    if (openSession.path().isEmpty()) {
+        const QDBusPendingReply<QDBusVariant, QDBusObjectPath> opened = call(message(
+            path, interface, u"OpenSession"_s, {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))}));
+        openSession = opened.argumentAt<1>();
+    }
+    return openSession;
+}
+
 void SecretService::callLater(const QDBusMessage &message, QObject *context,
                               const std::function<void(const QDBusPendingCall &)> &handler) const
 {
@@ -110,20 +125,10 @@ void SecretService::callLater(const QDBusMessage &message, QObject *context,
     });
 }
 
-Result<QDBusObjectPath> SecretService::session()
-{
-    if (openSession.path().isEmpty()) {
-        const QDBusPendingReply<QDBusVariant, QDBusObjectPath> opened = call(message(
-            path, interface, u"OpenSession"_s, {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))}));
-        if (opened.isError())
-            return failure(opened.error());
-        openSession = opened.argumentAt<1>();
-    }
-    return openSession;
-}
-
 void SecretService::perform(const QDBusObjectPath &prompt, const std::function<void(bool done)> &ended)
 {
+    if (prompt.path().isEmpty() || prompt.path() == noPath)
+        return ended(true);
     prompts.insert(prompt.path(), ended);
     bus.connect(name, prompt.path(), promptInterface, u"Completed"_s, this,
                 SLOT(promptCompleted(QDBusMessage)));

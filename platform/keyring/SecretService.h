@@ -12,6 +12,7 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 
 namespace velmora {
 
@@ -29,11 +30,11 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, Secret &secret);
 
 using SecretAttributes = QMap<QString, QString>;
 
-/// The Secret Service on the session bus: bounded calls that block without running the event loop, unbounded
-/// calls beside the event loop, and prompts.
+/// The Secret Service on the session bus: bounded operations that block without running the event loop,
+/// unbounded calls beside the event loop, and prompts.
 ///
-/// When a blocking call gets no reply in time, the service counts as silent: every further blocking call
-/// fails at once, until the same call, repeated beside the event loop, has been answered.
+/// When a call of an operation gets no reply in time, the service counts as silent: further operations fail
+/// at once, until the same call, repeated beside the event loop, has been answered.
 class SecretService : public QObject
 {
     Q_OBJECT
@@ -46,6 +47,8 @@ public:
     };
     static constexpr QLatin1StringView collectionInterface{"org.freedesktop.Secret.Collection"};
     static constexpr QLatin1StringView itemInterface{"org.freedesktop.Secret.Item"};
+    /// Stands for "no such object".
+    static constexpr QLatin1StringView noPath{"/"};
 
     SecretService();
 
@@ -54,22 +57,29 @@ public:
     static QDBusMessage property(const QString &path, const QString &interface, const QString &name);
     /// Asks the bus for the services that it can start.
     static QDBusMessage activatableNames();
-    static PlatformError failure(const QDBusError &error) { return {error.name(), 0, error.message()}; }
 
-    /// The blocking calls from here to the next `begin()` share one bound.
+    /// Begins an operation, whose calls share one bound. Once one of them has failed, those after it fail
+    /// with the same error.
     void begin();
     QDBusMessage call(const QDBusMessage &message);
+    /// The path of a session that hands secrets over as they are.
+    QDBusObjectPath session();
+    void fail(const QString &errorName, const QString &text) { error = {errorName, 0, text}; }
+    bool hasFailed() const { return error.has_value(); }
+    /// Ends the operation: the value, or the error that it failed with.
+    template<class T>
+    Result<T> end(const T &value) const
+    {
+        return error ? Result<T>(*error) : Result<T>(value);
+    }
     bool isSilent() const { return silent; }
 
     /// Calls `handler` with the reply or the error, unless `context` goes before.
     void callLater(const QDBusMessage &message, QObject *context,
                    const std::function<void(const QDBusPendingCall &)> &handler) const;
 
-    /// The path of a session that hands secrets over as they are.
-    Result<QDBusObjectPath> session();
-
-    /// Has the service ask the person; calls `ended` with whether that was carried out. A prompt is never
-    /// dismissed from here: GNOME Keyring does not survive it.
+    /// Performs a prompt and calls `ended` with whether it was carried out; at once for no prompt. A prompt
+    /// is never dismissed from here: GNOME Keyring does not survive it.
     void perform(const QDBusObjectPath &prompt, const std::function<void(bool done)> &ended);
 
     /// From here on `changed()` comes.
@@ -85,6 +95,7 @@ private Q_SLOTS:
 private:
     QDBusConnection bus;
     QDeadlineTimer bound;
+    std::optional<PlatformError> error;
     bool hasAnswered = false;
     bool silent = false;
     /// The service's unique name on the bus, and the session that it opened.

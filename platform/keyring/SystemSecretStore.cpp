@@ -18,15 +18,12 @@ using Paths = QList<QDBusObjectPath>;
 /// How long the user may read that there is no keyring before the service asks for the password of a new one.
 constexpr std::chrono::milliseconds readingTime = 2s;
 
-/// The path that stands for "no such object".
-constexpr QLatin1StringView noPath{"/"};
+constexpr QLatin1StringView noPath = SecretService::noPath;
 /// `xdg:schema` of every item of this application.
 constexpr QLatin1StringView schemaName{"com.velmora.Client.Item"};
 
-PlatformError isLocked()
-{
-    return {u"org.freedesktop.Secret.Error.IsLocked"_s, 0, u"The keyring is locked"_s};
-}
+constexpr QLatin1StringView lockedError{"org.freedesktop.Secret.Error.IsLocked"};
+constexpr QLatin1StringView lockedText{"The keyring is locked"};
 
 QDBusMessage serviceCall(const QString &method, const QVariantList &arguments)
 {
@@ -44,14 +41,19 @@ SecretAttributes attributesOf(const std::pair<QString, QString> &name)
     return {{u"service"_s, name.first}, {u"key"_s, name.second}, {u"xdg:schema"_s, schemaName}};
 }
 
+QDBusMessage lockedProperty(const QString &collection)
+{
+    return SecretService::property(collection, SecretService::collectionInterface, u"Locked"_s);
+}
+
 QDBusMessage readDefaultAlias()
 {
     return serviceCall(u"ReadAlias"_s, {u"default"_s});
 }
 
-QDBusMessage deletionOf(const QString &item)
+QDBusMessage itemCall(const QString &item, const QString &method, const QVariantList &arguments)
 {
-    return SecretService::message(item, SecretService::itemInterface, u"Delete"_s, {});
+    return SecretService::message(item, SecretService::itemInterface, method, arguments);
 }
 
 QStringList pathsOf(const Paths &objects)
@@ -78,21 +80,6 @@ SystemSecretStore::SystemSecretStore()
     connect(&service, &SecretService::changed, &lookSoon, qOverload<>(&QTimer::start));
 }
 
-Result<> SystemSecretStore::store(const QString &serviceName, const QString &key, const QString &text)
-{
-    return keep({serviceName, key}, text);
-}
-
-Result<> SystemSecretStore::remove(const QString &serviceName, const QString &key)
-{
-    return keep({serviceName, key}, std::nullopt);
-}
-
-Result<std::optional<QString>> SystemSecretStore::read(const QString &serviceName, const QString &key)
-{
-    return resolve({}, serviceName, key);
-}
-
 Result<std::optional<QByteArray>> SystemSecretStore::persistentReference(const QString &serviceName,
                                                                          const QString &key)
 {
@@ -100,10 +87,8 @@ Result<std::optional<QByteArray>> SystemSecretStore::persistentReference(const Q
     if (kept.contains(name))
         return kept.value(name) ? std::optional(QByteArray(noPath.data())) : std::nullopt;
     service.begin();
-    const Result<QString> item = find(name);
-    if (!item)
-        return item.error();
-    return item->isEmpty() ? std::optional<QByteArray>() : item->toUtf8();
+    const QString item = find(name);
+    return service.end(item.isEmpty() ? std::optional<QByteArray>() : item.toUtf8());
 }
 
 Result<std::optional<QString>> SystemSecretStore::resolve(const QByteArray &reference,
@@ -113,69 +98,49 @@ Result<std::optional<QString>> SystemSecretStore::resolve(const QByteArray &refe
     if (kept.contains(name))
         return kept.value(name);
     service.begin();
-    const Result<QString> item = find(name, QString::fromUtf8(reference));
-    if (!item)
-        return item.error();
-    if (item->isEmpty())
-        return std::optional<QString>();
-    const Result<QDBusObjectPath> session = service.session();
-    if (!session)
-        return session.error();
-    const QDBusPendingReply<Secret> secret = service.call(SecretService::message(
-        *item, SecretService::itemInterface, u"GetSecret"_s, {QVariant::fromValue(*session)}));
-    if (secret.isError())
-        return SecretService::failure(secret.error());
-    return std::optional(QString::fromUtf8(secret.value().value));
+    std::optional<QString> text;
+    if (const QString item = find(name, QString::fromUtf8(reference)); !item.isEmpty()) {
+        const QVariant session = QVariant::fromValue(service.session());
+        const QDBusPendingReply<Secret> secret = service.call(itemCall(item, u"GetSecret"_s, {session}));
+        text = QString::fromUtf8(secret.value().value);
+    }
+    return service.end(text);
 }
 
-Result<SystemSecretStore::Items> SystemSecretStore::search(const Name &name)
+SystemSecretStore::Items SystemSecretStore::search(const Name &name)
 {
     const QDBusPendingReply<Paths, Paths> found = service.call(searchFor(attributesOf(name)));
-    if (found.isError())
-        return SecretService::failure(found.error());
-    return Items{pathsOf(found.argumentAt<0>()), pathsOf(found.argumentAt<1>())};
+    return {pathsOf(found.argumentAt<0>()), pathsOf(found.argumentAt<1>())};
 }
 
-Result<QString> SystemSecretStore::defaultCollection()
+QString SystemSecretStore::defaultCollection()
 {
     const QDBusPendingReply<QDBusObjectPath> collection = service.call(readDefaultAlias());
-    if (collection.isError())
-        return SecretService::failure(collection.error());
     return collection.value().path();
 }
 
-Result<QString> SystemSecretStore::find(const Name &name, const QString &preferred)
+QString SystemSecretStore::find(const Name &name, const QString &preferred)
 {
-    const Result<Items> items = search(name);
-    if (!items)
-        return items.error();
-    const auto &[unlocked, locked] = *items;
+    const auto [unlocked, locked] = search(name);
     if (unlocked.contains(preferred))
         return preferred;
-    if (unlocked.isEmpty())
-        return locked.isEmpty() ? Result(QString()) : isLocked();
-    if (unlocked.size() == 1 && locked.isEmpty())
-        return unlocked.first();
+    if (locked.isEmpty() && unlocked.size() < 2)
+        return unlocked.value(0);
     // The user may have made another collection the default one since an item was stored.
-    const Result<QString> collection = defaultCollection();
-    if (!collection)
-        return collection.error();
-    const QStringList inDefault = inCollection(unlocked, *collection);
-    if (inDefault.isEmpty() && !inCollection(locked, *collection).isEmpty())
-        return isLocked();
-    QString newest;
-    std::pair<qulonglong, bool> newestTime;
-    for (const QString &item : unlocked) {
-        const QDBusPendingReply<QDBusVariant> modified =
-            service.call(SecretService::property(item, SecretService::itemInterface, u"Modified"_s));
-        const std::pair time(modified.isError() ? 0 : modified.value().variant().toULongLong(),
-                             inDefault.contains(item));
-        if (newest.isEmpty() || time > newestTime) {
-            newest = item;
-            newestTime = time;
-        }
+    const QString collection = defaultCollection();
+    if (unlocked.isEmpty() ||
+        (inCollection(unlocked, collection).isEmpty() && !inCollection(locked, collection).isEmpty())) {
+        service.fail(lockedError, lockedText);
+        return {};
     }
-    return newest;
+    const auto modified = [this](const QString &item) {
+        const QDBusPendingReply<QDBusVariant> time =
+            service.call(SecretService::property(item, SecretService::itemInterface, u"Modified"_s));
+        return time.value().variant().toULongLong();
+    };
+    return *std::max_element(
+        unlocked.begin(), unlocked.end(),
+        [&modified](const QString &one, const QString &other) { return modified(one) < modified(other); });
 }
 
 Result<> SystemSecretStore::keep(const Name &name, const std::optional<QString> &text)
@@ -192,74 +157,57 @@ Result<> SystemSecretStore::keep(const Name &name, const std::optional<QString> 
 Result<> SystemSecretStore::write(const Name &name)
 {
     service.begin();
-    const Result<Items> items = search(name);
-    if (!items)
-        return items.error();
-    const std::optional<QString> text = kept.value(name);
-    return text ? create(name, *text, *items) : erase(name, *items);
+    if (const std::optional<QString> text = kept.value(name))
+        create(name, *text);
+    else
+        erase(name);
+    return service.end(Success{});
 }
 
-Result<> SystemSecretStore::create(const Name &name, const QString &text, const Items &present)
+void SystemSecretStore::create(const Name &name, const QString &text)
 {
-    const Result<QString> collection = defaultCollection();
-    if (!collection)
-        return collection.error();
-    if (*collection == noPath)
-        return PlatformError{u"org.freedesktop.Secret.Error.NoSuchObject"_s, 0,
-                             u"There is no default keyring"_s};
-    const QDBusPendingReply<QDBusVariant> locked =
-        service.call(SecretService::property(*collection, SecretService::collectionInterface, u"Locked"_s));
-    if (locked.isError())
-        return SecretService::failure(locked.error());
+    const auto [unlocked, locked] = search(name);
+    const QString collection = defaultCollection();
+    if (collection == noPath)
+        service.fail(u"org.freedesktop.Secret.Error.NoSuchObject"_s, u"There is no default keyring"_s);
+    const QDBusPendingReply<QDBusVariant> isLocked = service.call(lockedProperty(collection));
     // The service would ask the user.
-    if (locked.value().variant().toBool() || !inCollection(present.locked, *collection).isEmpty())
-        return isLocked();
-    const Result<QDBusObjectPath> session = service.session();
-    if (!session)
-        return session.error();
+    if (isLocked.value().variant().toBool() || !inCollection(locked, collection).isEmpty())
+        service.fail(lockedError, lockedText);
 
     const QVariantMap properties{
         {u"org.freedesktop.Secret.Item.Label"_s, QString(name.first + u": "_s + name.second)},
         {u"org.freedesktop.Secret.Item.Attributes"_s, QVariant::fromValue(attributesOf(name))}};
-    const Secret secret{*session, {}, text.toUtf8(), u"text/plain"_s};
+    const Secret secret{service.session(), {}, text.toUtf8(), u"text/plain"_s};
     constexpr bool replace = true;
     const QDBusPendingReply<QDBusObjectPath, QDBusObjectPath> made =
-        service.call(SecretService::message(*collection, SecretService::collectionInterface, u"CreateItem"_s,
+        service.call(SecretService::message(collection, SecretService::collectionInterface, u"CreateItem"_s,
                                             {properties, QVariant::fromValue(secret), replace}));
     if (made.isError())
-        return SecretService::failure(made.error());
-    const QString item = made.argumentAt<0>().path();
-    if (item == noPath) {
-        // KeePassXC stores nothing without a prompt, even if it asks the user for nothing.
-        perform(made.argumentAt<1>(), name);
-        return Success{};
-    }
-    kept.remove(name);
+        return;
+    // KeePassXC stores nothing without a prompt, even if it asks the user for nothing.
+    perform(made.argumentAt<1>(), name);
     // In a collection that was the default one before, an older item would come to light again.
-    for (const QString &other : present.unlocked) {
-        if (other != item)
-            static_cast<void>(service.call(deletionOf(other)));
+    for (const QString &item : unlocked) {
+        if (!kept.contains(name) && item != made.argumentAt<0>().path())
+            service.call(itemCall(item, u"Delete"_s, {}));
     }
-    return Success{};
 }
 
-Result<> SystemSecretStore::erase(const Name &name, const Items &present)
+void SystemSecretStore::erase(const Name &name)
 {
-    bool isUnderWay = false;
-    for (const QString &item : present.unlocked) {
-        const QDBusPendingReply<QDBusObjectPath> prompt = service.call(deletionOf(item));
-        if (prompt.isError())
-            return SecretService::failure(prompt.error());
-        if (prompt.value().path() != noPath) {
-            perform(prompt.value(), name);
-            isUnderWay = true;
-        }
-    }
-    if (!present.locked.isEmpty())
-        return isLocked();
-    if (!isUnderWay)
+    const auto [unlocked, locked] = search(name);
+    Paths prompts;
+    for (const QString &item : unlocked)
+        prompts << QDBusPendingReply<QDBusObjectPath>(service.call(itemCall(item, u"Delete"_s, {}))).value();
+    if (!locked.isEmpty())
+        service.fail(lockedError, lockedText);
+    if (service.hasFailed())
+        return;
+    if (prompts.isEmpty())
         kept.remove(name);
-    return Success{};
+    for (const QDBusObjectPath &prompt : prompts)
+        perform(prompt, name);
 }
 
 void SystemSecretStore::perform(const QDBusObjectPath &prompt, const Name &name)
@@ -277,53 +225,44 @@ void SystemSecretStore::unlock()
     lookSoon.start();
 }
 
-QList<MissingPart> SystemSecretStore::missing() const
-{
-    return lacking ? QList{*lacking} : QList<MissingPart>();
-}
-
 void SystemSecretStore::look()
 {
-    looking = std::make_unique<QObject>();
     if (service.isSilent())
         return;
     const auto listed = [this](const QDBusPendingReply<QStringList> &names) {
-        if (!names.isError() && names.value().contains(SecretService::name))
-            isOpen = false;
-        else
-            looked(MissingPart::SecretService);
+        isOpen = false;
+        report(names.value().contains(SecretService::name) ? std::nullopt
+                                                           : std::optional(MissingPart::SecretService));
     };
     QDBusMessage question = readDefaultAlias();
     // A service that was ended on purpose stays ended until it is needed.
     question.setAutoStartService(false);
-    service.callLater(question, looking.get(),
-                      [this, listed](const QDBusPendingReply<QDBusObjectPath> &collection) {
-                          if (collection.isError())
-                              service.callLater(SecretService::activatableNames(), looking.get(), listed);
-                          else if (collection.value().path() == noPath)
-                              looked(MissingPart::DefaultKeyring);
-                          else
-                              lookInto(collection.value().path());
-                      });
+    service.callLater(question, this, [this, listed](const QDBusPendingReply<QDBusObjectPath> &collection) {
+        if (collection.isError())
+            service.callLater(SecretService::activatableNames(), this, listed);
+        else if (collection.value().path() == noPath)
+            looked(MissingPart::DefaultKeyring);
+        else
+            lookInto(collection.value().path());
+    });
 }
 
 void SystemSecretStore::lookInto(const QString &collection)
 {
     const auto searched = [this, collection](const QDBusPendingReply<Paths, Paths> &items) {
-        const QStringList locked =
-            items.isError() ? QStringList() : inCollection(pathsOf(items.argumentAt<1>()), collection);
+        const QStringList locked = inCollection(pathsOf(items.argumentAt<1>()), collection);
         looked(locked.isEmpty() ? std::nullopt : std::optional(MissingPart::UnlockedKeyring), locked);
     };
-    service.callLater(
-        SecretService::property(collection, SecretService::collectionInterface, u"Locked"_s), looking.get(),
-        [this, collection, searched](const QDBusPendingReply<QDBusVariant> &locked) {
-            if (!locked.isError() && locked.value().variant().toBool())
-                looked(MissingPart::UnlockedKeyring, {collection});
-            else
-                service.callLater(searchFor({{u"service"_s, configuration::applicationIdentifier()},
+    service.callLater(lockedProperty(collection), this,
+                      [this, collection, searched](const QDBusPendingReply<QDBusVariant> &locked) {
+                          if (locked.value().variant().toBool())
+                              looked(MissingPart::UnlockedKeyring, {collection});
+                          else
+                              service.callLater(
+                                  searchFor({{u"service"_s, configuration::applicationIdentifier()},
                                              {u"xdg:schema"_s, schemaName}}),
-                                  looking.get(), searched);
-        });
+                                  this, searched);
+                      });
 }
 
 void SystemSecretStore::looked(std::optional<MissingPart> found, const QStringList &locked)
@@ -331,16 +270,23 @@ void SystemSecretStore::looked(std::optional<MissingPart> found, const QStringLi
     const bool opens = !found && !isOpen;
     isOpen = !found;
     mayAsk = mayAsk && found;
-    if (std::exchange(lacking, found) != found)
-        Q_EMIT missingChanged();
+    report(found);
     if (mayAsk)
         askUser(*found, locked);
     if (!opens)
         return;
-    const QList<Name> names = kept.keys();
-    static_cast<void>(std::all_of(names.begin(), names.end(),
-                                  [this](const Name &name) { return static_cast<bool>(write(name)); }));
+    // The first failure is that of the service: it would only repeat itself.
+    for (const Name &name : kept.keys()) {
+        if (!write(name))
+            break;
+    }
     Q_EMIT opened();
+}
+
+void SystemSecretStore::report(std::optional<MissingPart> part)
+{
+    if (std::exchange(lacking, part) != part)
+        Q_EMIT missingChanged();
 }
 
 void SystemSecretStore::askUser(MissingPart part, const QStringList &locked)
@@ -367,10 +313,7 @@ void SystemSecretStore::ask(const QDBusMessage &question)
 {
     service.callLater(question, this, [this](const QDBusPendingReply<> &reply) {
         const auto prompt = reply.reply().arguments().value(1).value<QDBusObjectPath>();
-        if (prompt.path().isEmpty() || prompt.path() == noPath)
-            lookSoon.start();
-        else
-            service.perform(prompt, [this](bool) { lookSoon.start(); });
+        service.perform(prompt, [this](bool) { lookSoon.start(); });
     });
 }
 

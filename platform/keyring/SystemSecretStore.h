@@ -19,15 +19,24 @@ class SystemSecretStore final : public SecretStore
 public:
     SystemSecretStore();
 
-    Result<> store(const QString &service, const QString &key, const QString &text) override;
-    Result<> remove(const QString &service, const QString &key) override;
-    Result<std::optional<QString>> read(const QString &service, const QString &key) override;
+    Result<> store(const QString &serviceName, const QString &key, const QString &text) override
+    {
+        return keep({serviceName, key}, text);
+    }
+    Result<> remove(const QString &serviceName, const QString &key) override
+    {
+        return keep({serviceName, key}, std::nullopt);
+    }
+    Result<std::optional<QString>> read(const QString &serviceName, const QString &key) override
+    {
+        return resolve({}, serviceName, key);
+    }
     Result<std::optional<QByteArray>> persistentReference(const QString &service,
                                                           const QString &key) override;
     Result<std::optional<QString>> resolve(const QByteArray &reference, const QString &service,
                                            const QString &key) override;
     void unlock() override;
-    QList<MissingPart> missing() const override;
+    QList<MissingPart> missing() const override { return lacking ? QList{*lacking} : QList<MissingPart>(); }
 
 private:
     /// Service and key.
@@ -39,23 +48,25 @@ private:
         QStringList locked;
     };
 
-    Result<Items> search(const Name &name);
-    Result<QString> defaultCollection();
+    // These are parts of an operation of the service.
+    Items search(const Name &name);
+    QString defaultCollection();
     /// The item that counts, or an empty path: the preferred one where it is there, else the newest one.
-    Result<QString> find(const Name &name, const QString &preferred = {});
+    QString find(const Name &name, const QString &preferred = {});
+    void create(const Name &name, const QString &text);
+    void erase(const Name &name);
+    void perform(const QDBusObjectPath &prompt, const Name &name);
 
     /// Keeps a text, or a removal, in memory until the service has taken it.
     Result<> keep(const Name &name, const std::optional<QString> &text);
     /// Hands the service what is kept under this name.
     Result<> write(const Name &name);
-    Result<> create(const Name &name, const QString &text, const Items &present);
-    Result<> erase(const Name &name, const Items &present);
-    void perform(const QDBusObjectPath &prompt, const Name &name);
 
     /// Asks the service, beside the event loop, for the state that it is in.
     void look();
     void lookInto(const QString &collection);
     void looked(std::optional<MissingPart> found, const QStringList &locked = {});
+    void report(std::optional<MissingPart> part);
     /// Has the service ask the user for what is missing, once for each object.
     void askUser(MissingPart part, const QStringList &locked);
     void ask(const QDBusMessage &question);
@@ -68,8 +79,6 @@ private:
     bool mayAsk = false;
     QSet<QString> asked;
     QTimer lookSoon;
-    /// The context of the calls of the latest look; the answers to earlier ones do not count.
-    std::unique_ptr<QObject> looking;
 };
 
 } // namespace velmora
