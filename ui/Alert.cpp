@@ -21,6 +21,8 @@ namespace {
 
 constexpr int dialogWidth = 360;
 constexpr int maximumTextHeight = 400;
+/// The rest is there to be read in the view.
+constexpr qsizetype spokenCharacters = 1000;
 /// The height of the dialog without its text, with the title bar.
 constexpr int surroundings = 200;
 /// A longer paragraph is broken into pieces, because each is laid out as a whole as soon as a line of it is
@@ -100,6 +102,10 @@ MessageDialog::MessageDialog(QWidget *parent, const QString &heading, const QStr
     const int room = std::min(maximumTextHeight, screen()->availableSize().height() - surroundings);
     view->claimHeight(dialogWidth - 2 * Style::spaceXl, room);
     view->setVisible(!text.isEmpty());
+    // A screen reader reads no text view of a dialog that opens, but its description where it has no other
+    // label; the buddy is the name of the view.
+    headingLabel->setBuddy(view);
+    setAccessibleDescription(displayText(text).left(spokenCharacters));
     column->addWidget(view);
     auto *const dismiss = new PushButton(button, this);
     dismiss->setDefault(true);

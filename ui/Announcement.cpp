@@ -7,19 +7,17 @@
 
 namespace velmora {
 
+namespace {
+
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
 
-void announce(QWidget *where, const QString &text)
+void send(QWidget *where, const QString &text)
 {
-    if (where == nullptr || text.isEmpty() || !QAccessible::isActive())
-        return;
     QAccessibleAnnouncementEvent event(where, text);
     QAccessible::updateAccessibility(&event);
 }
 
 #else
-
-namespace {
 
 using namespace std::chrono_literals;
 
@@ -55,14 +53,10 @@ private:
     QString name;
 };
 
-} // namespace
-
 /// Qt sends no announcement before 6.8, and Orca speaks none before 45. Both know a notification that
 /// appears. Inside a status bar, Orca speaks its text alone, without the word "notification".
-void announce(QWidget *where, const QString &text)
+void send(QWidget *where, const QString &text)
 {
-    if (where == nullptr || text.isEmpty() || !QAccessible::isActive())
-        return;
     auto *const bar = new QObject(where);
     QTimer::singleShot(lifetime, bar, &QObject::deleteLater);
     new Spoken(bar, QAccessible::StatusBar, QString());
@@ -72,5 +66,15 @@ void announce(QWidget *where, const QString &text)
 }
 
 #endif
+
+} // namespace
+
+void announce(QWidget *where, const QString &text)
+{
+    if (where == nullptr || text.isEmpty() || !QAccessible::isActive())
+        return;
+    // A change of the focus lets Orca drop what waits before it.
+    QTimer::singleShot(0, where, [where, text] { send(where, text); });
+}
 
 } // namespace velmora
