@@ -5,11 +5,11 @@
 #include "bench/LocalAcceptor.h"
 #include "bench/RawConnects.h"
 #include "bench/Table.h"
+#include "lab/service/Seed.h"
 #include "ui/Style.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 
 #include <algorithm>
 #include <cmath>
@@ -39,34 +39,15 @@ double median(const std::vector<double> &values)
     return percentile(values, 0.5);
 }
 
-/// An endpoint of the lab's seed.
-struct Endpoint
-{
-    Service service;
-    QString answer;
-    std::chrono::milliseconds distance;
-};
-
-std::vector<Endpoint> readEndpoints()
-{
-    QFile file(qEnvironmentVariable("VELMORA_LAB") + u"/seed.txt"_s);
-    if (!file.open(QFile::ReadOnly))
-        qFatal("There is no seed");
-    std::vector<Endpoint> endpoints;
-    for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n')) {
-        const QStringList words = line.simplified().split(u' ');
-        if (words.first() == u"endpoint") {
-            endpoints.push_back({{words[1].toLongLong(), words.mid(6).join(u' '), words[2], words[3], {}},
-                                 words[4],
-                                 std::chrono::milliseconds(words[5].chopped(2).toInt())});
-        }
-    }
-    return endpoints;
-}
-
 class LatencyBench
 {
 public:
+    LatencyBench()
+    {
+        const QString file = qEnvironmentVariable("VELMORA_LAB") + u"/seed.txt"_s;
+        seed = lab::readSeed(file.toStdString());
+    }
+
     void loopback(bool busy)
     {
         const LocalAcceptor acceptor;
@@ -82,13 +63,18 @@ public:
     {
         QList<Service> services;
         double rawMilliseconds = 0;
-        for (const Endpoint &endpoint : endpoints) {
-            if (endpoint.answer == u"silent")
+        for (const lab::Endpoint &endpoint : seed.endpoints) {
+            if (endpoint.answer == "silent")
                 continue;
-            const std::vector<qint64> taken = rawConnects(endpoint.service.address.toLatin1(), probedPort, 6);
+            const QString address = QString::fromStdString(endpoint.address);
+            const std::vector<qint64> taken = rawConnects(address.toLatin1(), probedPort, 6);
             rawMilliseconds +=
                 static_cast<double>(std::accumulate(taken.begin(), taken.end(), qint64{0})) / 1e6;
-            services.append(endpoint.service);
+            services.append(Service{endpoint.id,
+                                    QString::fromStdString(endpoint.name),
+                                    QString::fromStdString(endpoint.country),
+                                    address,
+                                    {}});
         }
         HomeStage::fillStore(services);
         stage.reloadLists();
@@ -126,13 +112,13 @@ public:
 private:
     QString endpointAway(std::chrono::milliseconds distance) const
     {
-        const auto found =
-            std::find_if(endpoints.begin(), endpoints.end(), [distance](const Endpoint &endpoint) {
-                return endpoint.distance == distance && endpoint.answer == u"accepts";
+        const auto found = std::find_if(
+            seed.endpoints.begin(), seed.endpoints.end(), [distance](const lab::Endpoint &endpoint) {
+                return endpoint.distance == distance && endpoint.answer == "accepts";
             });
-        if (found == endpoints.end())
+        if (found == seed.endpoints.end())
             qFatal("The seed has no endpoint at %lld ms", static_cast<long long>(distance.count()));
-        return found->service.address;
+        return QString::fromStdString(found->address);
     }
 
     void bias(bool busy, const QString &where, const BiasPlan &plan)
@@ -192,7 +178,7 @@ private:
         waitForResult(ticks);
     }
 
-    const std::vector<Endpoint> endpoints = readEndpoints();
+    lab::Seed seed;
     HomeStage stage;
     Table table;
 };

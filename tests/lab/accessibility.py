@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Walks every screen of the client through the accessibility interface and with the keyboard: each control has a name
-and a fitting role, and Tab and the arrow keys lead to it.
+and a fitting role, and Tab and the arrow keys lead to it. Counts the events that a screen reader gets.
 
 Usage, inside a lab with a display: accessibility.py CLIENT PLACEHOLDER FOLDER
 PLACEHOLDER is a command that shows the screen to which nothing leads.
@@ -107,6 +107,25 @@ def walk(client, screen, control=None):
     return Walk(client, screen, until(f"{screen}: its window", window))
 
 
+class Events:
+    """The events of these kinds from here on."""
+
+    def __init__(self, *kinds):
+        self.seen = []
+        self.listener = Atspi.EventListener.new(self.note)
+        for kind in kinds:
+            self.listener.register(kind)
+
+    def note(self, event):
+        said = event.any_data if isinstance(event.any_data, str) else event.source.get_name()
+        self.seen.append((event.source.get_role(), said))
+
+    def texts(self, role):
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return [text for of_role, text in self.seen if of_role == role]
+
+
 def account_screens(client):
     walk(client, "login", "Sign in")
     client.press("Sign in")
@@ -120,7 +139,11 @@ def account_screens(client):
 def home(client):
     for request in ("endpoints", "favorites"):
         labctl("fault", f'body={{"{request}":[]}}', "on", request)
+    typed = Events("object:text-changed:insert")
     client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
+    client.button("Quick Connect")
+    check("a name is told as it is typed", typed.texts(Role.TEXT) == list(os.environ["VELMORA_LAB_USER"]), typed.seen)
+    check("a password is not", not typed.texts(Role.PASSWORD_TEXT), typed.seen)
     walk(client, "home, nothing in it", "Quick Connect")
     labctl("fault", "body", "off", "favorites")
     client.press("Settings")
@@ -144,14 +167,10 @@ def reload(client):
     rows = [locations.get_child_at_index(i) for i in range(locations.get_child_count())]
     check("rows off the screen", not is_showing(rows[-1]) and re.match(r"\w", rows[-1].get_name()), len(rows))
     shown = [row.get_name() for row in rows if is_showing(row)]
-    heard = []
-    listener = Atspi.EventListener.new(lambda event: heard.append(event.source.get_name()))
-    listener.register("object:property-change:accessible-name")
+    renamed = Events("object:property-change:accessible-name")
     client.press(f"Add {shown[2].split(', not')[0]} to favourites")
-    context = GLib.MainContext.default()
-    until("the next row in its place", lambda: [context.iteration(False), shown[3] in heard][1])
-    listener.deregister("object:property-change:accessible-name")
-    check("nothing of the rows above", not set(heard) & set(shown[:2]), heard)
+    until("the next row in its place", lambda: shown[3] in renamed.texts(Role.LIST_ITEM))
+    check("nothing of the rows above", not set(renamed.texts(Role.LIST_ITEM)) & set(shown[:2]), renamed.seen)
     check("one row less", locations.get_child_count() == len(rows) - 1, len(rows))
 
 
@@ -198,4 +217,5 @@ def placeholder(client):
 
 
 if __name__ == "__main__":
-    sys.exit(play(Client(sys.argv[1], sys.argv[3]), (account_screens, home, reload, menu, panels_and_notices, placeholder)))
+    sys.exit(play(Client(sys.argv[1], sys.argv[3]),
+                  (account_screens, home, reload, menu, panels_and_notices, placeholder)))
