@@ -93,12 +93,22 @@ public:
     bool binary(binary_t &) override { return false; }
     bool start_object(size_t) override { return open(Json::object()); }
     bool start_array(size_t) override { return open(Json::array()); }
-    bool end_object() override { return close(); }
+    bool end_object() override
+    {
+        if (depth <= recordDepth)
+            previousMembers = containers.back()->size();
+        return close();
+    }
     bool end_array() override { return close(); }
     bool key(string_t &name) override
     {
-        if (depth <= recordDepth)
-            membersOf(*containers.back()).emplace_back(std::move(name), nullptr);
+        if (depth > recordDepth)
+            return true;
+        auto &members = membersOf(*containers.back());
+        // The objects of a list are alike.
+        if (members.empty())
+            members.reserve(previousMembers);
+        members.emplace_back(std::move(name), nullptr);
         return true;
     }
     bool parse_error(size_t, const std::string &, const nlohmann::detail::exception &error) override
@@ -153,6 +163,8 @@ private:
     std::vector<Json *> containers;
     Json *latest = nullptr;
     size_t depth = 0;
+    /// The number of members of the object that was closed last.
+    size_t previousMembers = 0;
 };
 
 /// A value that a record cannot take; thrown through the readers, which add the path to it.
@@ -234,8 +246,9 @@ struct Reader
         Record::visitFields(
             record, [&members = json.get_ref<const Json::object_t &>()](const char *key, auto &field) {
                 static const Json absent;
-                const auto last = std::find_if(members.rbegin(), members.rend(),
-                                               [key](const auto &member) { return member.first == key; });
+                const auto last = std::find_if(
+                    members.rbegin(), members.rend(),
+                    [wanted = std::string_view(key)](const auto &member) { return member.first == wanted; });
                 try {
                     read(last != members.rend() ? last->second : absent, field);
                 } catch (Fault &fault) {
