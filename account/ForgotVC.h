@@ -22,7 +22,7 @@ protected:
     std::unique_ptr<QWidget> makeView() override;
 
 private:
-    /// Says the same whatever the service answered, so that nobody learns which accounts exist.
+    /// Says the same for every answer of the service, so that nobody learns which accounts exist.
     void resetReplied();
 
     /// The user name; the only field of the screen.

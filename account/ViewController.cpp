@@ -4,7 +4,6 @@
 #include "platform/keyring/SecretStore.h"
 #include "servers/Countries.h"
 #include "ui/Alert.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
 #include "ui/WebSite.h"
 #include "ui/Window.h"

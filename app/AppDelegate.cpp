@@ -5,7 +5,6 @@
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
 #include "resources/Pictures.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Screen.h"
 #include "ui/Storyboard.h"
 

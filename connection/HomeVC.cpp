@@ -131,8 +131,7 @@ void HomeVC::favoritesReply(const std::optional<QList<qint64>> &ids)
         else if (service.id && unnamed.remove(id))
             named.append(id);
     }
-    // In the order of the names, so that the favourites are sorted as the other list is; then those without
-    // endpoint.
+    // Favourites stand in the order of the names, as the other list does, and those without endpoint last.
     QList<qint64> rest(unnamed.begin(), unnamed.end());
     std::sort(rest.begin(), rest.end());
     store.favService = named + rest;
@@ -156,7 +155,7 @@ void HomeVC::reselectEndpoint()
 {
     if (selectedEndpointId < 0)
         return;
-    // The refreshes of a survey move no row: then neither list is searched, however long it is.
+    // The refreshes of a survey move no row, and need no search of a long list.
     if (countries->isEndpointSelected(selectedEndpointId) ||
         favorites->isEndpointSelected(selectedEndpointId))
         return;

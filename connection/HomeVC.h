@@ -39,7 +39,7 @@ public:
 
     void servicesReply(const std::optional<QList<Service>> &services) override;
     void showInstallModal() override;
-    /// What the lists report: an endpoint id, negative when nothing is selected, and the list that speaks.
+    /// The selection handler of the lists: the endpoint id, negative when nothing is selected, and the list.
     void selectedEndpointChanged(qint64 endpointId, const QWidget *list);
 
     void connectButtonClicked();

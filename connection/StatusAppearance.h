@@ -6,19 +6,19 @@
 
 namespace velmora {
 
-/// What the home screen says of a tunnel status.
+/// The texts of the home screen for a tunnel status.
 struct StatusAppearance
 {
     /// The status's name on standard output.
     QString printed;
     QString statusText;
     QString buttonText;
-    /// Whether the next press of the connect button disconnects.
+    /// True if the next press of the connect button disconnects.
     bool isConnected = false;
 };
 
-/// A value that is no status is a fatal error. `enabled`, whether the profile is, matters only without a
-/// valid one.
+/// A value outside the enumeration is a fatal error. `enabled`, the flag of the profile, matters only while
+/// the status is invalid.
 StatusAppearance appearanceOf(VPNStatus status, bool enabled);
 
 } // namespace velmora

@@ -40,7 +40,7 @@ void StatusCard::applyColors()
 void StatusCard::changeEvent(QEvent *event)
 {
     Card::changeEvent(event);
-    // The tone differs between light and dark; the comparison ends what setting it brings about.
+    // The tone differs between light and dark. Without the comparison this would call itself for ever.
     if (event->type() == QEvent::PaletteChange && fillsWithTone &&
         palette().color(QPalette::Window) != colors::protectedFill(QApplication::palette()))
         applyColors();

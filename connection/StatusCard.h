@@ -5,8 +5,8 @@
 
 namespace velmora {
 
-/// The part of the home screen that says at a glance whether the traffic is protected: it then fills with the
-/// protected tone, and all that stands on it takes the colours for that ground.
+/// The part of the home screen that shows at a glance that the traffic is protected. It then fills with the
+/// protected tone, and its contents take the colours for that ground.
 class StatusCard final : public Card
 {
     Q_OBJECT

@@ -4,7 +4,6 @@
 #include "servers/HomeScreen.h"
 #include "servers/RecentTV.h"
 #include "ui/Colors.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
 #include "ui/Style.h"
 #include "ui/Window.h"

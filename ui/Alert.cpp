@@ -55,6 +55,7 @@ public:
     {
         setReadOnly(true);
         setTabChangesFocus(true);
+        setAccessibleName(u"Message"_s);
         setFrameShape(QFrame::NoFrame);
         setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -78,7 +79,10 @@ public:
         for (QTextBlock block = document()->begin(); block.isValid() && height < maximum;
              block = block.next())
             height += document()->documentLayout()->blockBoundingRect(block).height();
-        setMinimumHeight(std::min(qCeil(height), maximum));
+        if (height <= maximum)
+            setFocusPolicy(Qt::NoFocus);
+        // With less, the last line counts as hidden.
+        setMinimumHeight(std::min(qCeil(height), maximum) + 1);
     }
 
     QSize sizeHint() const override { return minimumSize(); }

@@ -1,7 +1,11 @@
 #include "ui/Colors.h"
 
+#include <QStyle>
+#include <QStyleFactory>
+
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace velmora::colors {
 
@@ -159,6 +163,14 @@ QPalette darkPalette()
                       .tip = QColor(0x3a, 0x3c, 0x45),
                       .tipText = QColor(0xf4, 0xf4, 0xf7),
                       .link = QColor(0x9a, 0xa6, 0xff)});
+}
+
+bool isFallback(const QPalette &desktop)
+{
+    const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
+    const QPalette fallback = fusion->standardPalette();
+    return desktop.color(QPalette::Window) == fallback.color(QPalette::Window) &&
+           desktop.color(QPalette::Highlight) == fallback.color(QPalette::Highlight);
 }
 
 QPalette withAccent(QPalette palette)

@@ -15,9 +15,9 @@ bool isDark(const QPalette &palette);
 
 QColor quietText(const QPalette &palette);
 QColor outline(const QPalette &palette);
-/// Outline of something that takes input, which must be told from its surroundings.
+/// Outline of a control that takes input and must stand out from its surroundings.
 QColor controlOutline(const QPalette &palette);
-/// What lies under a control that the pointer is over or that is pressed.
+/// Veils under a control that the pointer is over or that is pressed.
 QColor hover(const QPalette &palette);
 QColor pressed(const QPalette &palette);
 /// Fill that says "protected", and the text on it.
@@ -31,6 +31,8 @@ QPalette onFill(const QColor &fill, const QColor &text);
 /// The palettes for a desktop that has none of its own.
 QPalette lightPalette();
 QPalette darkPalette();
+/// Whether the palette that Qt got from the desktop is only the one that Qt falls back to.
+bool isFallback(const QPalette &desktop);
 /// The same palette with the product's accent, tuned for its light or dark ground.
 QPalette withAccent(QPalette palette);
 

@@ -1,7 +1,5 @@
 #include "ui/Frames.h"
 
-#include "ui/Labels.h"
-
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -47,35 +45,10 @@ Heading::Heading(QWidget *parent)
     icon->hide();
 }
 
-QString Heading::imageName() const
-{
-    return icon->property("imageName").toString();
-}
-
 void Heading::setImageName(const QString &name)
 {
     icon->setImageNamed(name);
     icon->setVisible(!name.isEmpty());
-}
-
-QString Heading::title() const
-{
-    return titleLabel->text();
-}
-
-void Heading::setTitle(const QString &title)
-{
-    titleLabel->setText(title);
-}
-
-QString Heading::text() const
-{
-    return textLabel->text();
-}
-
-void Heading::setText(const QString &text)
-{
-    textLabel->setText(text);
 }
 
 void focusFirstControl(QWidget *part)

@@ -1,11 +1,8 @@
 #pragma once
 
-#include <QWidget>
+#include "ui/Labels.h"
 
 namespace velmora {
-
-class IconView;
-class TextLabel;
 
 /// The frame of the screens that are a form: one column, which stands in the middle of a wide window.
 class FormPage final : public QWidget
@@ -32,12 +29,12 @@ class Heading final : public QWidget
 public:
     explicit Heading(QWidget *parent = nullptr);
 
-    QString imageName() const;
+    QString imageName() const { return icon->property("imageName").toString(); }
     void setImageName(const QString &name);
-    QString title() const;
-    void setTitle(const QString &title);
-    QString text() const;
-    void setText(const QString &text);
+    QString title() const { return titleLabel->text(); }
+    void setTitle(const QString &title) { titleLabel->setText(title); }
+    QString text() const { return textLabel->text(); }
+    void setText(const QString &text) { textLabel->setText(text); }
 
 private:
     IconView *icon;

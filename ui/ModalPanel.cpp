@@ -37,8 +37,8 @@ void ModalPanel::setVisible(bool visible)
         previousFocus = window()->focusWidget();
         raise();
     } else if (!visible && was && isAncestorOf(window()->focusWidget())) {
-        // Before it hides: the focus of a hidden widget goes to whatever comes next. From a panel that covers
-        // another one it returns to that one.
+        // Hiding the focused widget would move the focus to an unrelated one. From a panel that covers
+        // another one, the focus returns to that one.
         QWidget *const target =
             previousFocus != nullptr && previousFocus->isVisible() ? previousFocus : nullptr;
         if (target != nullptr)
@@ -72,7 +72,7 @@ void ModalPanel::keyPressEvent(QKeyEvent *event)
 
 void ModalPanel::mousePressEvent(QMouseEvent *event)
 {
-    // What is covered is out of the pointer's reach.
+    // The pointer does not reach the widgets under the panel.
     event->accept();
 }
 

@@ -10,8 +10,6 @@
 #include <QStyleFactory>
 #include <QStyleOption>
 
-#include <memory>
-
 namespace velmora {
 
 using namespace Qt::StringLiterals;
@@ -23,15 +21,6 @@ constexpr int shortestHandle = 32;
 
 bool wantsDark = false;
 bool desktopHasPalette = false;
-
-/// Whether the palette that Qt got from the desktop is only the one that Qt falls back to.
-bool isFallback(const QPalette &desktop)
-{
-    const std::unique_ptr<QStyle> fusion(QStyleFactory::create(u"Fusion"_s));
-    const QPalette fallback = fusion->standardPalette();
-    return desktop.color(QPalette::Window) == fallback.color(QPalette::Window) &&
-           desktop.color(QPalette::Highlight) == fallback.color(QPalette::Highlight);
-}
 
 bool isFlat(const QStyleOptionButton &button)
 {
@@ -113,7 +102,7 @@ bool repeatsCommand(const QObject *watched, const QKeyEvent *event)
 
 void Style::install()
 {
-    desktopHasPalette = !isFallback(QApplication::palette());
+    desktopHasPalette = !colors::isFallback(QApplication::palette());
     auto *const style = new Style;
     QApplication::setStyle(style);
     applyPalette();
@@ -183,21 +172,11 @@ QFont Style::font(TextRole role)
         else
             font.setPixelSize(qRound(font.pixelSize() * factor));
     };
-    switch (role) {
-    case TextRole::Body:
-        break;
-    case TextRole::Title:
-        scale(1.6);
+    const bool isHeading = role == TextRole::Title || role == TextRole::Status;
+    if (isHeading)
         font.setWeight(QFont::DemiBold);
-        break;
-    case TextRole::Status:
-        scale(1.25);
-        font.setWeight(QFont::DemiBold);
-        break;
-    case TextRole::Quiet:
-        scale(0.85);
-        break;
-    }
+    if (role != TextRole::Body)
+        scale(role == TextRole::Title ? 1.6 : isHeading ? 1.25 : 0.85);
     return font;
 }
 
@@ -343,24 +322,22 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWi
 {
     switch (metric) {
     case PM_ScrollBarExtent:
-        return scrollBarExtent;
     case PM_ScrollView_ScrollBarOverlap:
         // The bar lies over what it scrolls, so that nothing moves sideways when it comes and goes.
         return scrollBarExtent;
     case PM_ScrollBarSliderMin:
         return shortestHandle;
+    // A layout that wants a margin says so itself.
     case PM_LayoutLeftMargin:
     case PM_LayoutTopMargin:
     case PM_LayoutRightMargin:
     case PM_LayoutBottomMargin:
-        // A layout that wants a margin says so itself.
+    case PM_ButtonShiftHorizontal:
+    case PM_ButtonShiftVertical:
         return 0;
     case PM_LayoutHorizontalSpacing:
     case PM_LayoutVerticalSpacing:
         return spaceS;
-    case PM_ButtonShiftHorizontal:
-    case PM_ButtonShiftVertical:
-        return 0;
     case PM_DefaultFrameWidth:
         // Room between the rounded edge of a field and its text.
         if (qobject_cast<const QLineEdit *>(widget) != nullptr)

@@ -36,6 +36,7 @@ struct Application
     QList<Window *> windows;
     QPointer<Window> key;
     QPointer<Window> mainWindow;
+    QPointer<Window> current;
     Window::MenuBarMaker makeMenuBar;
 };
 
@@ -108,7 +109,7 @@ Window::Window() : area(new ContentArea(this))
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
     layout->setSpacing(0);
-    // The bounds are set here: a layout's own constraint would undo them.
+    // A constraint of the layout would undo the bounds that are set here.
     layout->setSizeConstraint(QLayout::SetNoConstraint);
     layout->addWidget(area);
     app().windows.append(this);
@@ -187,12 +188,12 @@ void Window::applyStyleMask()
     flags.setFlag(Qt::FramelessWindowHint, !isTitled(this));
     if (flags == windowFlags())
         return;
-    // Not by the widget's own way, which hides a window that is shown.
+    // QWidget::setWindowFlags() would hide a window that is shown.
     const QPoint origin = pos();
     overrideWindowFlags(flags);
     if (windowHandle() != nullptr) {
         windowHandle()->setFlags(flags);
-        // What loses its frame goes to where the frame began.
+        // A window without its frame moves to where the frame began.
         if (!isTitled(this))
             setGeometry(QRect(origin, size()));
     }
@@ -200,7 +201,7 @@ void Window::applyStyleMask()
 
 void Window::applyMenuBar()
 {
-    // It comes with the first showing: what takes its title off as it appears never has one.
+    // The bar comes with the first showing, because a window may take its title off as it appears.
     const bool wanted = isTitled(this) && isVisible() && app().makeMenuBar;
     if (wanted && menuBar == nullptr) {
         menuBar = app().makeMenuBar(this);
@@ -297,7 +298,7 @@ bool Window::event(QEvent *event)
     // A window that is painted is on screen; before that a window manager does not know it.
     if (event->type() == QEvent::Paint && activation)
         windowsystem::activate(*windowHandle(), *std::exchange(activation, std::nullopt));
-    // A content that needs more room gets it, as when a notice comes into it.
+    // A content that needs more room gets it, for example when a notice appears in it.
     if (event->type() == QEvent::LayoutRequest && content && wholeSize(width()).expandedTo(size()) != size())
         applySizeBounds();
     return handled;
@@ -306,7 +307,7 @@ bool Window::event(QEvent *event)
 void Window::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    // A spontaneous one tells that the window system maps the window again, as after a restore.
+    // A spontaneous event says that the window system maps the window again, for example after a restore.
     if (event->spontaneous() || !content)
         return;
     applyCollectionBehavior();
@@ -334,6 +335,16 @@ void Window::changeEvent(QEvent *event)
         if (isTitled(this))
             app().mainWindow = this;
     }
+}
+
+Window *currentWindow()
+{
+    return app().current;
+}
+
+void setCurrentWindow(Window *window)
+{
+    app().current = window;
 }
 
 } // namespace velmora

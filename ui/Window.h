@@ -44,7 +44,7 @@ public:
     static QList<Window *> windows();
     /// The titled window that was key last or, before one was, the first one; null when there is none.
     static Window *mainWindow();
-    /// What makes the menu bar that each titled window gets when it is shown.
+    /// Sets the maker of the menu bar that each titled window gets when it is shown.
     static void setMenuBarMaker(MenuBarMaker maker);
 
     ~Window() override;
@@ -66,7 +66,7 @@ public:
     /// Makes the window known to the window system without showing it.
     void createWindow() { create(); }
     void makeKeyAndOrderFront();
-    /// Gives the window that was made key last the focus, whatever application has it, as soon as the window
+    /// Gives the window that was made key last the focus, also when another application has it, as soon as the window
     /// system shows it. `token` is the permission that came with the user's wish, empty where none did.
     static void activateIgnoringOtherApps(const QString &token = {});
 
@@ -87,7 +87,7 @@ private:
     /// The room on the screen for the inside of the window.
     QSize availableSize() const;
     /// Makes the size bounds follow the style mask and the content. Where the screen has no room for the
-    /// whole content, the window can be resized whatever the mask says.
+    /// whole content, the window can be resized even if the mask forbids it.
     void applySizeBounds();
     void fitScreen();
     /// Tells the screen that it has appeared. If it is still the content then, the keyboard goes into it.
@@ -102,5 +102,10 @@ private:
     /// The token of an activation that waits for the window to be on screen.
     std::optional<QString> activation;
 };
+
+/// The window in which the login screen was shown last; null when there was none or it is gone. Process-wide,
+/// because screens of other windows close it when they open the window that takes its place.
+Window *currentWindow();
+void setCurrentWindow(Window *window);
 
 } // namespace velmora

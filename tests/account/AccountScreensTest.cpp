@@ -8,7 +8,6 @@
 #include "tests/support/OutputCapture.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/support/StubScreen.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
 #include "ui/Window.h"
 

@@ -6,8 +6,8 @@
 #include "tests/support/FakeSecretStore.h"
 #include "tests/support/FakeVPNManager.h"
 #include "tests/support/StubScreen.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
+#include "ui/Window.h"
 
 #include <QApplication>
 #include <QDateTime>

@@ -2,7 +2,6 @@
 #include "servers/HomeScreen.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/StubScreen.h"
-#include "ui/CurrentWindow.h"
 #include "ui/Storyboard.h"
 #include "ui/Window.h"
 

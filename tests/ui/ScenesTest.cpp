@@ -274,6 +274,11 @@ private Q_SLOTS:
             QVERIFY(view->width() >= view->fontMetrics().horizontalAdvance(u'W') * 10);
             QVERIFY2(alert.height() < 700, qPrintable(QString::number(alert.height())));
             QVERIFY(view->viewport()->height() > 0);
+            // Only a text that scrolls takes the keyboard.
+            const bool scrolls = text.size() > 1000;
+            QCOMPARE(view->verticalScrollBar()->maximum() > 0, scrolls);
+            QTest::keyClick(&alert, Qt::Key_Tab);
+            QCOMPARE(alert.focusWidget() == view, scrolls);
             view->moveCursor(QTextCursor::End);
             QVERIFY(view->viewport()->rect().contains(view->cursorRect().center()));
         }
