@@ -66,8 +66,9 @@ public:
     /// Makes the window known to the window system without showing it.
     void createWindow() { create(); }
     void makeKeyAndOrderFront();
-    /// Gives the window that was made key last the focus, also when another application has it, as soon as the window
-    /// system shows it. `token` is the permission that came with the user's wish, empty where none did.
+    /// Gives the window that was made key last the focus, also when another application has it, as soon as
+    /// the window system shows it. `token` is the permission that came with the user's wish, empty where none
+    /// did.
     static void activateIgnoringOtherApps(const QString &token = {});
 
 protected:
