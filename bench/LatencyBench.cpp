@@ -5,11 +5,11 @@
 #include "bench/LocalAcceptor.h"
 #include "bench/RawConnects.h"
 #include "bench/Table.h"
-#include "lab/service/Seed.h"
 #include "ui/Style.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 
 #include <algorithm>
 #include <cmath>
@@ -39,42 +39,60 @@ double median(const std::vector<double> &values)
     return percentile(values, 0.5);
 }
 
+struct Endpoint
+{
+    Service service;
+    /// What a connect meets: "accepts", "refuses" or "silent".
+    QString answer;
+    /// The round trip from the desktop, such as "20ms".
+    QString distance;
+};
+
+/// The endpoints of the lab's seed: endpoint ID COUNTRY ADDRESS ANSWER DISTANCE NAME…
+QList<Endpoint> seedEndpoints()
+{
+    QFile file(qEnvironmentVariable("VELMORA_LAB") + u"/seed.txt"_s);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("The lab has no seed");
+    QList<Endpoint> endpoints;
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+    for (const QString &line : lines) {
+        const QStringList words = line.simplified().split(u' ');
+        if (words.first() == u"endpoint"_s)
+            endpoints.append(
+                {{words.at(1).toLongLong(), words.sliced(6).join(u' '), words.at(2), words.at(3), {}},
+                 words.at(4),
+                 words.at(5)});
+    }
+    return endpoints;
+}
+
 class LatencyBench
 {
 public:
-    LatencyBench()
-    {
-        const QString file = qEnvironmentVariable("VELMORA_LAB") + u"/seed.txt"_s;
-        seed = lab::readSeed(file.toStdString());
-    }
-
     void loopback(bool busy)
     {
         const LocalAcceptor acceptor;
         bias(busy, u"loopback"_s, {u"127.0.0.1"_s, acceptor.port(), 1, 1000, 0us, 10ms});
     }
 
-    void near(bool busy) { bias(busy, u"20ms"_s, {endpointAway(20ms), probedPort, 1, 100, 20ms, 1ms}); }
+    void near(bool busy) { bias(busy, u"20ms"_s, {endpointAway(u"20ms"_s), probedPort, 1, 100, 20ms, 1ms}); }
 
-    void far(bool busy) { bias(busy, u"200ms"_s, {endpointAway(200ms), probedPort, 4, 15, 200ms, 1ms}); }
+    void far(bool busy) { bias(busy, u"200ms"_s, {endpointAway(u"200ms"_s), probedPort, 4, 15, 200ms, 1ms}); }
 
     /// A whole survey against as many bare connects to the same endpoints, which run before it.
     void survey()
     {
         QList<Service> services;
         double rawMilliseconds = 0;
-        for (const lab::Endpoint &endpoint : seed.endpoints) {
-            if (endpoint.answer == "silent")
+        for (const Endpoint &endpoint : endpoints) {
+            if (endpoint.answer == u"silent"_s)
                 continue;
-            const QString address = QString::fromStdString(endpoint.address);
-            const std::vector<qint64> taken = rawConnects(address.toLatin1(), probedPort, 6);
+            const std::vector<qint64> taken =
+                rawConnects(endpoint.service.address->toLatin1(), probedPort, 6);
             rawMilliseconds +=
                 static_cast<double>(std::accumulate(taken.begin(), taken.end(), qint64{0})) / 1e6;
-            services.append(Service{endpoint.id,
-                                    QString::fromStdString(endpoint.name),
-                                    QString::fromStdString(endpoint.country),
-                                    address,
-                                    {}});
+            services.append(endpoint.service);
         }
         HomeStage::fillStore(services);
         stage.reloadLists();
@@ -110,15 +128,13 @@ public:
     int status() const { return table.allMet() ? 0 : 1; }
 
 private:
-    QString endpointAway(std::chrono::milliseconds distance) const
+    QString endpointAway(const QString &distance) const
     {
-        const auto found = std::find_if(
-            seed.endpoints.begin(), seed.endpoints.end(), [distance](const lab::Endpoint &endpoint) {
-                return endpoint.distance == distance && endpoint.answer == "accepts";
-            });
-        if (found == seed.endpoints.end())
-            qFatal("The seed has no endpoint at %lld ms", static_cast<long long>(distance.count()));
-        return QString::fromStdString(found->address);
+        for (const Endpoint &endpoint : endpoints) {
+            if (endpoint.distance == distance && endpoint.answer == u"accepts"_s)
+                return *endpoint.service.address;
+        }
+        qFatal("The seed has no endpoint at %s", qUtf8Printable(distance));
     }
 
     void bias(bool busy, const QString &where, const BiasPlan &plan)
@@ -154,7 +170,7 @@ private:
 
     void surveyTicks(qsizetype count, int ticks, std::vector<double> &milliseconds)
     {
-        HomeStage::fillStore(count, endpointAway(3ms));
+        HomeStage::fillStore(count, endpointAway(u"3ms"_s));
         stage.reloadLists();
         stage.selectFavorite(4);
         stage.home().pingButtonClicked();
@@ -178,7 +194,7 @@ private:
         waitForResult(ticks);
     }
 
-    lab::Seed seed;
+    const QList<Endpoint> endpoints = seedEndpoints();
     HomeStage stage;
     Table table;
 };
@@ -188,42 +204,42 @@ private:
 int main(int argc, char *argv[])
 {
     const QApplication application(argc, argv);
-    QStringList wanted = QApplication::arguments().mid(1);
+    const QStringList wanted = QApplication::arguments().mid(1);
     const std::vector<std::pair<QString, std::function<void(LatencyBench &)>>> figures{
         {u"loopback-idle"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.loopback(false);
          }},
         {u"loopback-busy"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.loopback(true);
          }},
         {u"20ms-idle"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.near(false);
          }},
         {u"20ms-busy"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.near(true);
          }},
         {u"200ms-idle"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.far(false);
          }},
         {u"200ms-busy"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.far(true);
          }},
         {u"survey"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.survey();
          }},
         {u"reload"_s,
-         [](LatencyBench &bench) {
+         [](auto &bench) {
              bench.reload();
          }},
     };
-    for (const QString &name : std::as_const(wanted)) {
+    for (const QString &name : wanted) {
         if (std::none_of(figures.begin(), figures.end(),
                          [&name](const auto &figure) { return figure.first == name; })) {
             std::fprintf(stderr, "no figure \"%s\"\n", qUtf8Printable(name));
