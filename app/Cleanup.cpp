@@ -3,7 +3,6 @@
 #include "platform/Configuration.h"
 #include "platform/desktop/ApplicationInstance.h"
 #include "platform/Log.h"
-#include "platform/vpn/VPNConnection.h"
 #include "platform/vpn/VPNManager.h"
 
 namespace velmora {

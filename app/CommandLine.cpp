@@ -93,7 +93,8 @@ int CommandLine::cleanUp()
 {
     if (!ProcessInfo::runsOnGLib())
         return 1;
-    const std::unique_ptr<VPNManager> manager = std::make_unique<SystemNetworkVPNManager>();
+    const std::unique_ptr<VPNManager> manager =
+        std::make_unique<SystemNetworkVPNManager>(SystemNetworkVPNManager::Secrets::None);
     Cleanup cleanup(*manager);
     QObject::connect(&cleanup, &Cleanup::finished, qApp, &QCoreApplication::exit);
     cleanup.begin();

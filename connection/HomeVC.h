@@ -2,7 +2,6 @@
 
 #include "account/Keychain.h"
 #include "api/Records.h"
-#include "platform/vpn/VPNConnection.h"
 #include "platform/vpn/VPNManager.h"
 #include "servers/HomeScreen.h"
 #include "servers/PingTest.h"
@@ -76,7 +75,7 @@ private:
     void configureProfile(const EndpointConnectResponse &details);
     void profileSaved(const std::optional<PlatformError> &error);
     void profileReloaded(const std::optional<PlatformError> &error);
-    void tunnelStarted(const VPNStartOutcome &outcome);
+    void tunnelStarted(const std::optional<PlatformError> &error);
 
     enum class TimerMode { Fast, Slow };
     void setTimerMode(TimerMode mode);

@@ -64,7 +64,7 @@ void HomeVC::connectReplied(const std::optional<EndpointConnectResponse> &reply)
         systemLog(u"incomplete response from server"_s);
         return;
     }
-    // The shared secret stands in the log on purpose; nowhere else does a secret.
+    // The log names the shared secret on purpose, and no other secret.
     systemLog(u"connect to %1, %2"_s.arg(reply->address, reply->configuration));
     vpnManager.loadFromPreferences(
         [screen = self(), details = *reply](const std::optional<PlatformError> &error) {
@@ -99,7 +99,7 @@ void HomeVC::configureProfile(const EndpointConnectResponse &details)
     profile.passwordReference = vpnPassword;
     profile.sharedSecretReference = vpnSharedSecret;
     profile.useExtendedAuthentication = true;
-    // Assigned a second time on purpose.
+    // The second assignment is on purpose.
     profile.disconnectOnSleep = false;
     vpnManager.setProtocolConfiguration(profile);
     vpnManager.setEnabled(true);
@@ -113,7 +113,7 @@ void HomeVC::profileSaved(const std::optional<PlatformError> &error)
         printLine(u"VPN Preferences error: 2"_s);
         return;
     }
-    // A saved profile starts only after it has been loaded again.
+    // The system starts a saved profile only after another load.
     vpnManager.loadFromPreferences(
         [screen = self()](const std::optional<PlatformError> &failure) { screen->profileReloaded(failure); });
 }
@@ -121,19 +121,17 @@ void HomeVC::profileSaved(const std::optional<PlatformError> &error)
 void HomeVC::profileReloaded(const std::optional<PlatformError> &error)
 {
     if (error) {
-        // The same text as after a failed save.
+        // The text is the same as after a failed save.
         printLine(u"VPN Preferences error: 2"_s);
         return;
     }
     vpnManager.connection().startVPNTunnel(
-        [screen = self()](const VPNStartOutcome &outcome) { screen->tunnelStarted(outcome); });
+        [screen = self()](const std::optional<PlatformError> &failure) { screen->tunnelStarted(failure); });
 }
 
-void HomeVC::tunnelStarted(const VPNStartOutcome &outcome)
+void HomeVC::tunnelStarted(const std::optional<PlatformError> &error)
 {
-    if (std::holds_alternative<ForeignFailure>(outcome))
-        fatalError(u"The tunnel start failed with no error of the platform"_s, u"Fatal Error"_s);
-    if (const auto *error = std::get_if<PlatformError>(&outcome)) {
+    if (error) {
         printLine(error->description());
         printLine(u"VPN Preferences error: 3"_s);
         printLine(error->description());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/vpn/VPNStatus.h"
+#include "platform/vpn/VPNManager.h"
 
 #include <QString>
 

@@ -1,9 +1,15 @@
 #include "platform/vpn/SystemNetworkClient.h"
 
-#include "platform/vpn/SystemNetworkErrors.h"
-#include "platform/vpn/SystemNetworkLibrary.h"
-#include "platform/vpn/SystemNetworkProfile.h"
-#include "platform/vpn/SystemNetworkSecretAgent.h"
+#include "platform/Configuration.h"
+#include "platform/Log.h"
+
+#include <QDBusMetaType>
+#include <QDBusPendingCallWatcher>
+#include <QTimer>
+#include <QUuid>
+
+#include <climits>
+#include <utility>
 
 namespace velmora {
 
@@ -13,244 +19,329 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::chrono::milliseconds readinessBound = 3s;
+/// The first window comes first: opening the bus takes a moment.
+constexpr std::chrono::milliseconds openDelay = 50ms;
 constexpr std::chrono::milliseconds retryInterval = 2s;
+constexpr std::chrono::milliseconds objectsRetry = 50ms;
+/// The answer may take as long as the daemon lives; after that the bus gives one.
+constexpr int withoutTimeout = INT_MAX;
 
-/// GLib 2.74 locks up where one thread registers a type that has an interface, for the first time, while
-/// another asks for that type in the middle of making a class. GIO connects to a bus in a thread of its own;
-/// meanwhile this one may make the HTTP session, whose class asks for types of addresses.
-void registerSharedTypes()
+const QString busService = u"org.freedesktop.DBus"_s;
+const QString busPath = u"/org/freedesktop/DBus"_s;
+const QString propertiesInterface = busService + u".Properties"_s;
+
+// NMActiveConnectionStateReason.
+constexpr uint userDisconnected = 2;
+constexpr uint connectionRemoved = 11;
+
+QString pathIn(const QVariantList &arguments)
 {
-    for (const GType type :
-         {G_TYPE_INET_SOCKET_ADDRESS, G_TYPE_PROXY_ADDRESS, G_TYPE_SOCKET, G_TYPE_DATA_OUTPUT_STREAM,
-          G_TYPE_MEMORY_INPUT_STREAM, G_TYPE_MEMORY_OUTPUT_STREAM})
-        g_type_ensure(type);
+    return arguments.value(0).value<QDBusObjectPath>().path();
+}
+
+std::optional<PlatformError> foreignProfile()
+{
+    const PlatformError error{
+        SystemNetworkClient::settingsInterface + u".UuidExists"_s, QDBusError::Other,
+        u"NetworkManager has a profile of somebody else with the UUID of this client's. "
+        "An administrator can remove it: nmcli connection delete %1"_s.arg(SystemNetworkProfile::uuid())};
+    systemLog(error.message);
+    return error;
 }
 
 } // namespace
 
-SystemNetworkClient::SystemNetworkClient()
-    : daemonWaiters(readinessBound, systemnetwork::timedOut(u"NetworkManager does not answer"_s)),
-      agentWaiters(readinessBound,
-                   systemnetwork::timedOut(u"NetworkManager does not take the secret agent"_s))
+SystemNetworkClient::SystemNetworkClient(bool offersItsSecrets)
+    : offersSecrets(offersItsSecrets), busName(u"velmora-vpn-%1"_s.arg(quintptr(this))), bus(QString())
 {
-    retry.setSingleShot(true);
-    retry.setInterval(retryInterval);
-    connect(&retry, &QTimer::timeout, this, &SystemNetworkClient::open);
-    open();
+    // Qt finds the types of exported methods by the names that stand in them.
+    qRegisterMetaType<SystemNetworkSettings>("SystemNetworkSettings");
+    qDBusRegisterMetaType<SystemNetworkSettings>();
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    qDBusRegisterMetaType<QList<QVariantMap>>();
+    QTimer::singleShot(openDelay, this, &SystemNetworkClient::open);
 }
 
-SystemNetworkClient::~SystemNetworkClient() = default;
-
-bool SystemNetworkClient::isKnown() const
+SystemNetworkClient::~SystemNetworkClient()
 {
-    return client || lastFailure;
-}
-
-bool SystemNetworkClient::isRunning() const
-{
-    return client && clientIsWhole && nm_client_get_nm_running(client.get()) != FALSE;
-}
-
-NMRemoteConnection *SystemNetworkClient::profile() const
-{
-    if (!isRunning())
-        return nullptr;
-    return nm_client_get_connection_by_uuid(client.get(), SystemNetworkProfile::uuid().toUtf8().constData());
-}
-
-std::vector<SystemNetworkTunnel> SystemNetworkClient::tunnels() const
-{
-    std::vector<SystemNetworkTunnel> found;
-    if (!isRunning())
-        return found;
-    const QByteArray uuid = SystemNetworkProfile::uuid().toUtf8();
-    const GPtrArray *all = nm_client_get_active_connections(client.get());
-    for (guint i = 0; i < all->len; ++i) {
-        auto *connection = static_cast<NMActiveConnection *>(all->pdata[i]);
-        // Paths begin again with each run of the daemon; the UUID stays.
-        if (uuid == nm_active_connection_get_uuid(connection))
-            found.emplace_back(connection);
-    }
-    return found;
-}
-
-void SystemNetworkClient::whenRunning(SystemNetworkWaiters::Handler handler)
-{
-    daemonWaiters.add(std::move(handler));
-    if (isKnown())
-        refreshSoon();
-}
-
-void SystemNetworkClient::whenAgentRegistered(SystemNetworkWaiters::Handler handler)
-{
-    agentWaiters.add(std::move(handler));
-    if (agent && agent->isRegistered())
-        refreshSoon();
-}
-
-// The process-wide connection to the bus would not do: once closed it stays so while anybody holds it, and
-// getting it blocks.
-void SystemNetworkClient::open()
-{
-    GError *error = nullptr;
-    const GCharPtr address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &error));
-    if (!address) {
-        drop(systemnetwork::failure(error));
-        return;
-    }
-    registerSharedTypes();
-    g_dbus_connection_new_for_address(
-        address.get(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, calls.cancellable(), GLibCalls::ready,
-        calls.expect([this](GAsyncResult *result) { busOpened(result); }));
-}
-
-void SystemNetworkClient::busOpened(GAsyncResult *result)
-{
-    GError *error = nullptr;
-    bus.reset(g_dbus_connection_new_for_address_finish(result, &error));
-    if (!bus) {
-        drop(systemnetwork::failure(error));
-        return;
-    }
-    signalsOfBus.follow(
-        bus.get(), "closed", [](gpointer self) { static_cast<SystemNetworkClient *>(self)->busClosed(); },
-        this);
-    agent = std::make_unique<SystemNetworkSecretAgent>(bus.get(), [this] { refreshSoon(); });
-    createClient();
-}
-
-void SystemNetworkClient::createClient()
-{
-    g_async_initable_new_async(NM_TYPE_CLIENT, G_PRIORITY_DEFAULT, calls.cancellable(), GLibCalls::ready,
-                               calls.expect([this](GAsyncResult *result) { clientCreated(result); }),
-                               NM_CLIENT_DBUS_CONNECTION, bus.get(), NM_CLIENT_INSTANCE_FLAGS,
-                               NM_CLIENT_INSTANCE_FLAGS_NO_AUTO_FETCH_PERMISSIONS, nullptr);
-}
-
-void SystemNetworkClient::clientCreated(GAsyncResult *result)
-{
-    const GObjectPtr<GObject> source(g_async_result_get_source_object(result));
-    GError *error = nullptr;
-    client.reset(reinterpret_cast<NMClient *>(
-        g_async_initable_new_finish(G_ASYNC_INITABLE(source.get()), result, &error)));
-    if (!client || !bus || g_dbus_connection_is_closed(bus.get()) != FALSE) {
-        drop(client ? systemnetwork::daemonAbsent() : systemnetwork::failure(error));
-        return;
-    }
-    lastFailure.reset();
-    clientIsWhole = nm_client_get_nm_running(client.get()) != FALSE;
-    const auto refreshSelf = [](gpointer self) {
-        static_cast<SystemNetworkClient *>(self)->refreshSoon();
-    };
-    for (const char *signal :
-         {"active-connection-added", "active-connection-removed", "connection-added", "connection-removed"})
-        signalsOfClient.follow(client.get(), signal, refreshSelf, this);
-    signalsOfClient.follow(
-        client.get(), "notify::nm-running",
-        [](gpointer self) { static_cast<SystemNetworkClient *>(self)->daemonCameOrWent(); }, this);
-    refresh();
-}
-
-/// When the daemon returns, libnm says so before it has read the profiles, as if there were none. A new
-/// client is not there before it has everything.
-void SystemNetworkClient::daemonCameOrWent()
-{
-    refreshSoon();
-    clientIsWhole = false;
-    if (nm_client_get_nm_running(client.get()) == FALSE)
-        return;
-    const auto renew = [this] {
-        if (!client)
-            return;
-        dropClient();
-        lastFailure = systemnetwork::daemonAbsent();
-        createClient();
-    };
-    QMetaObject::invokeMethod(this, renew, Qt::QueuedConnection);
-}
-
-void SystemNetworkClient::busClosed()
-{
-    // From the event loop, not from under the signals of what is dropped.
-    QMetaObject::invokeMethod(
-        this, [this] { drop(systemnetwork::daemonAbsent()); }, Qt::QueuedConnection);
-}
-
-/// Lets go of the bus and of all that hangs on it, and tries again later.
-void SystemNetworkClient::drop(const PlatformError &error)
-{
-    dropClient();
-    agent.reset();
-    signalsOfBus.clear();
-    bus.reset();
-    lastFailure = error;
-    retry.start();
-    refreshSoon();
-}
-
-void SystemNetworkClient::dropClient()
-{
-    signalsOfClient.clear();
-    signalsOfObjects.clear();
-    followedProfile.reset();
-    client.reset();
-}
-
-/// libnm tells one change of the daemon by several signals; only after the last of them do its objects fit
-/// together.
-void SystemNetworkClient::refreshSoon()
-{
-    if (refreshDue)
-        return;
-    refreshDue = true;
-    QMetaObject::invokeMethod(this, &SystemNetworkClient::refresh, Qt::QueuedConnection);
-}
-
-void SystemNetworkClient::refresh()
-{
-    refreshDue = false;
-    const bool otherProfile = profileRewritten || profile() != followedProfile.get();
-    profileRewritten = false;
-    followObjects();
-    if (isKnown())
-        daemonWaiters.release(running());
-    if (agent && agent->isRegistered())
-        agentWaiters.release(Success{});
-    if (otherProfile)
-        Q_EMIT profileChanged();
-    Q_EMIT changed();
-}
-
-void SystemNetworkClient::followObjects()
-{
-    signalsOfObjects.clear();
-    const auto moved = [](gpointer data) {
-        auto *self = static_cast<SystemNetworkClient *>(data);
-        self->refreshSoon();
-        Q_EMIT self->tunnelMoved();
-    };
-    for (const SystemNetworkTunnel &tunnel : tunnels())
-        signalsOfObjects.follow(tunnel.handle(), "notify::state", moved, this);
-    followedProfile = refObject(profile());
-    if (!followedProfile)
-        return;
-    const auto rewritten = [](gpointer data) {
-        auto *self = static_cast<SystemNetworkClient *>(data);
-        self->profileRewritten = true;
-        self->refreshSoon();
-    };
-    signalsOfObjects.follow(followedProfile.get(), "changed", rewritten, this);
+    QDBusConnection::disconnectFromBus(busName);
 }
 
 Result<> SystemNetworkClient::running() const
 {
-    if (isRunning())
+    if (state == State::Running)
         return Success{};
-    return lastFailure.value_or(systemnetwork::daemonAbsent());
+    return state == State::Absent ? error(QDBusError::ServiceUnknown, u"NetworkManager is not running"_s)
+                                  : error(QDBusError::NoReply, u"NetworkManager does not answer"_s);
+}
+
+void SystemNetworkClient::open()
+{
+    // Of a bus that has gone, the connection's last answers have come by now.
+    QDBusConnection::disconnectFromBus(busName);
+    bus = QDBusConnection::connectToBus(QDBusConnection::SystemBus, busName);
+    if (!bus.isConnected()) {
+        closed();
+        return;
+    }
+    bus.registerObject(daemonPath + u"/SecretAgent"_s, &agent, QDBusConnection::ExportAllSlots);
+    const auto follow = [this](const QString &service, const QString &path, const QString &interface,
+                               const QString &signal, const QStringList &arguments = {}) {
+        bus.connect(service, path, interface, signal, arguments, QString(), this,
+                    SLOT(noticed(QDBusMessage)));
+    };
+    follow({}, busPath + u"/Local"_s, busService + u".Local"_s, u"Disconnected"_s);
+    follow(busService, busPath, busService, u"NameOwnerChanged"_s, {daemonService});
+    follow(daemonService, daemonPath, propertiesInterface, u"PropertiesChanged"_s, {daemonService});
+    follow(daemonService, {}, tunnelInterface, u"StateChanged"_s);
+    follow(daemonService, settingsPath, settingsInterface, u"NewConnection"_s);
+    follow(daemonService, settingsPath, settingsInterface, u"ConnectionRemoved"_s);
+    follow(daemonService, {}, profileInterface, u"Updated"_s);
+    const auto answered = [this](const auto &, const QVariant &name) {
+        setOwner(name.toString());
+    };
+    call(busPath, busService, u"GetNameOwner"_s, {daemonService}, answered, -1, busService);
+}
+
+void SystemNetworkClient::closed()
+{
+    setOwner({});
+    QTimer::singleShot(retryInterval, this, &SystemNetworkClient::open);
+}
+
+void SystemNetworkClient::setOwner(const QString &uniqueName)
+{
+    owner = uniqueName;
+    missing = startingUp = false;
+    tunnels.clear();
+    savedPath.clear();
+    savedProfile.reset();
+    agent.setDaemon(owner);
+    if (!owner.isEmpty()) {
+        state = State::Asking;
+        askDaemon();
+        Q_EMIT changed();
+        return;
+    }
+    setState(State::Absent);
+    const auto listed = [this](const auto &, const QVariant &names) {
+        missing = owner.isEmpty() && !names.toStringList().contains(daemonService);
+        Q_EMIT changed();
+    };
+    call(busPath, busService, u"ListActivatableNames"_s, {}, listed, -1, busService);
+}
+
+void SystemNetworkClient::askDaemon()
+{
+    const auto registered = [this](const std::optional<PlatformError> &error, const auto &) {
+        if (comesTooEarly(error))
+            return;
+        if (error)
+            systemLog(u"no secret agent: %1"_s.arg(error->description()));
+        setState(State::Running);
+    };
+    const auto profileRead = [this, registered](const std::optional<PlatformError> &error) {
+        // The daemon takes an identifier once per user, and may not have noticed the end of an earlier
+        // process.
+        const QString identifier =
+            configuration::applicationIdentifier() + u'.' + QUuid::createUuid().toString(QUuid::Id128);
+        if (!offersSecrets)
+            setState(State::Running);
+        else if (!comesTooEarly(error))
+            call(daemonPath + u"/AgentManager"_s, daemonService + u".AgentManager"_s, u"Register"_s,
+                 {identifier}, registered, withoutTimeout);
+    };
+    const auto read = [this, profileRead](const auto &error, const QVariant &properties) {
+        if (comesTooEarly(error))
+            return;
+        takeProperties(qdbus_cast<QVariantMap>(properties));
+        readProfile(profileRead, withoutTimeout);
+    };
+    call(daemonPath, propertiesInterface, u"GetAll"_s, {daemonService}, read, withoutTimeout);
+}
+
+/// A daemon that starts takes its name on the bus before it has its objects there; they are asked for again.
+bool SystemNetworkClient::comesTooEarly(const std::optional<PlatformError> &error)
+{
+    if (!error || error->code != QDBusError::UnknownMethod)
+        return false;
+    QTimer::singleShot(objectsRetry, this, [this, asked = owner] {
+        if (owner == asked)
+            askDaemon();
+    });
+    return true;
+}
+
+void SystemNetworkClient::setState(State next)
+{
+    // A late answer of a daemon that has gone says nothing.
+    if (next == State::Running && owner.isEmpty())
+        return;
+    state = next;
+    Q_EMIT changed();
+}
+
+void SystemNetworkClient::noticed(const QDBusMessage &signal)
+{
+    const QString name = signal.member();
+    const QVariantList arguments = signal.arguments();
+    if (name == u"Disconnected")
+        closed();
+    else if (name == u"NameOwnerChanged")
+        setOwner(arguments.value(2).toString());
+    else if (owner.isEmpty())
+        return;
+    else if (name == u"PropertiesChanged")
+        takeProperties(qdbus_cast<QVariantMap>(arguments.value(1)));
+    else if (name == u"StateChanged")
+        tunnelMoved(numberOf(signal.path()), arguments);
+    else if (name == u"ConnectionRemoved" && pathIn(arguments) == savedPath)
+        setProfile({}, {});
+    else if ((name == u"NewConnection" && !savedProfile) ||
+             (name == u"Updated" && signal.path() == savedPath))
+        readProfile([](const auto &) {}, withoutTimeout);
+}
+
+void SystemNetworkClient::takeProperties(const QVariantMap &properties)
+{
+    startingUp = properties.value(u"Startup"_s, startingUp).toBool();
+    if (properties.contains(u"ActiveConnections"_s)) {
+        const SystemNetworkTunnels before = std::exchange(tunnels, {});
+        for (const auto &path : qdbus_cast<QList<QDBusObjectPath>>(properties[u"ActiveConnections"_s])) {
+            const quint64 number = numberOf(path.path());
+            if (const auto found = before.find(number); found != before.end())
+                tunnels.insert(*found);
+            else
+                readTunnel(number);
+        }
+    }
+    Q_EMIT changed();
+}
+
+void SystemNetworkClient::readTunnel(quint64 number)
+{
+    const auto read = [this, number](const auto &, const QVariant &value) {
+        const QVariantMap properties = qdbus_cast<QVariantMap>(value);
+        if (properties.value(u"Uuid"_s).toString() == SystemNetworkProfile::uuid()) {
+            tunnels.try_emplace(number, SystemNetworkTunnel{.revision = revision});
+            tunnelMoved(number, {properties.value(u"State"_s)});
+        } else {
+            tunnels.erase(number);
+            Q_EMIT changed();
+        }
+    };
+    call(pathOf(number), propertiesInterface, u"GetAll"_s, {tunnelInterface}, read, withoutTimeout);
+}
+
+void SystemNetworkClient::tunnelMoved(quint64 number, const QVariantList &arguments)
+{
+    const auto found = tunnels.find(number);
+    if (found == tunnels.end())
+        return;
+    const uint reason = arguments.value(1).toUInt();
+    found->second.state = static_cast<SystemNetworkTunnel::State>(arguments.value(0).toUInt());
+    found->second.endedOnRequest = reason == userDisconnected || reason == connectionRemoved;
+    Q_EMIT changed();
+    std::erase_if(tunnels, [](const auto &entry) { return !entry.second.isAlive(); });
+    Q_EMIT changed();
+}
+
+QString SystemNetworkClient::pathOf(quint64 tunnelNumber)
+{
+    return daemonPath + u"/ActiveConnection/"_s + QString::number(tunnelNumber);
+}
+
+quint64 SystemNetworkClient::numberOf(const QString &tunnelPath)
+{
+    return tunnelPath.sliced(tunnelPath.lastIndexOf(u'/') + 1).toULongLong();
+}
+
+void SystemNetworkClient::readProfile(const VPNCompletion &completion, int timeoutMilliseconds)
+{
+    const auto read = [this, completion](const auto &error, const QString &path, const QVariant &settings) {
+        const auto profile = SystemNetworkProfile::fromSettings(qdbus_cast<SystemNetworkSettings>(settings));
+        if (!error)
+            setProfile(profile ? path : QString(), profile);
+        completion(error || profile ? error : foreignProfile());
+    };
+    const auto found = [this, completion, read, timeoutMilliseconds](const auto &error,
+                                                                     const QVariant &value) {
+        const QString path = value.value<QDBusObjectPath>().path();
+        if (!error)
+            call(
+                path, profileInterface, u"GetSettings"_s, {},
+                [read, path](const auto &failure, const QVariant &settings) {
+                    read(failure, path, settings);
+                },
+                timeoutMilliseconds);
+        else if (error->domain == settingsInterface + u".InvalidConnection"_s)
+            completion(std::nullopt);
+        else
+            // Permission is denied where the profile is private to somebody else.
+            completion(error->domain == settingsInterface + u".PermissionDenied"_s ? foreignProfile()
+                                                                                   : error);
+    };
+    call(settingsPath, settingsInterface, u"GetConnectionByUuid"_s, {SystemNetworkProfile::uuid()}, found,
+         timeoutMilliseconds);
+}
+
+void SystemNetworkClient::setProfile(const QString &path, const std::optional<SystemNetworkProfile> &profile)
+{
+    savedPath = path;
+    savedProfile = profile;
+    Q_EMIT changed();
+}
+
+void SystemNetworkClient::call(const QString &path, const QString &interface, const QString &method,
+                               const QVariantList &arguments, const ReplyHandler &handler,
+                               int timeoutMilliseconds, const QString &service)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    message.setAutoStartService(false);
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, timeoutMilliseconds), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, handler] {
+        watcher->deleteLater();
+        const QDBusMessage reply = watcher->reply();
+        if (reply.type() == QDBusMessage::ErrorMessage)
+            handler(PlatformError{reply.errorName(), QDBusError(reply).type(), reply.errorMessage()}, {});
+        else
+            handler({}, reply.arguments().value(0));
+    });
+}
+
+void SystemNetworkClient::when(const std::function<bool()> &condition, const Handler &handler,
+                               std::chrono::milliseconds timeout)
+{
+    auto *timer = new QTimer(this);
+    timer->setSingleShot(true);
+    const auto look = [timer, condition, handler, isOver = std::make_shared<bool>(false)] {
+        if (*isOver || (timer->isActive() && !condition()))
+            return;
+        *isOver = true;
+        timer->deleteLater();
+        handler();
+    };
+    connect(timer, &QTimer::timeout, this, look);
+    connect(this, &SystemNetworkClient::changed, timer, look);
+    QTimer::singleShot(0, timer, look);
+    timer->start(timeout);
+}
+
+void SystemNetworkClient::whenRunning(const VPNCompletion &failed, const Handler &handler)
+{
+    when([this] { return isSettled(); },
+         [this, failed, handler] {
+             if (const Result<> result = running(); result)
+                 handler();
+             else
+                 failed(result.error());
+         });
+}
+
+PlatformError SystemNetworkClient::error(QDBusError::ErrorType type, const QString &message)
+{
+    return {QDBusError::errorString(type), type, message};
 }
 
 } // namespace velmora

@@ -1,89 +1,109 @@
 #pragma once
 
-#include "platform/network/GLibCalls.h"
-#include "platform/Result.h"
-#include "platform/vpn/SystemNetworkSignals.h"
-#include "platform/vpn/SystemNetworkTunnel.h"
-#include "platform/vpn/SystemNetworkWaiters.h"
+#include "platform/vpn/SystemNetworkProfile.h"
+#include "platform/vpn/SystemNetworkSecretAgent.h"
+#include "platform/vpn/SystemNetworkStatus.h"
 
-#include <QObject>
-#include <QTimer>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusMessage>
 
-#include <vector>
-
-using NMClient = struct _NMClient;
-using NMRemoteConnection = struct _NMRemoteConnection;
+#include <chrono>
 
 namespace velmora {
 
-class SystemNetworkSecretAgent;
-
-/// This process's view of NetworkManager: a connection of its own to the system bus, libnm's copy of the
-/// daemon's objects, and our secret agent. Daemon and bus may come, go and return at any time.
+/// This process's view of NetworkManager over a bus connection of its own: whether the daemon runs, our saved
+/// profile, its tunnels, and our secret agent. Bus and daemon may come, go and return at any time. It listens
+/// only to signals that are rare, so that the daemon's signals about devices and access points wake nobody.
 class SystemNetworkClient final : public QObject
 {
     Q_OBJECT
 
 public:
-    SystemNetworkClient();
+    static inline const QString daemonService = QStringLiteral("org.freedesktop.NetworkManager");
+    static inline const QString daemonPath = QStringLiteral("/org/freedesktop/NetworkManager");
+    static inline const QString settingsPath = daemonPath + QStringLiteral("/Settings");
+    static inline const QString settingsInterface = daemonService + QStringLiteral(".Settings");
+    static inline const QString profileInterface = settingsInterface + QStringLiteral(".Connection");
+    static inline const QString tunnelInterface = daemonService + QStringLiteral(".Connection.Active");
+
+    using Handler = std::function<void()>;
+    /// Gets the error, whose domain is the D-Bus error's name, or else the reply's first value.
+    using ReplyHandler = std::function<void(const std::optional<PlatformError> &, const QVariant &)>;
+
+    /// Registers a secret agent with the daemon where `offersItsSecrets`. The work begins in a later turn of
+    /// the event loop.
+    explicit SystemNetworkClient(bool offersItsSecrets);
     ~SystemNetworkClient() override;
 
-    /// Whether it has been found out if the daemon runs.
-    bool isKnown() const;
-    bool isRunning() const;
-    /// Null while there is no bus.
-    NMClient *handle() const { return client.get(); }
-    /// The saved profile; null without one.
-    NMRemoteConnection *profile() const;
-    /// The tunnels of our profile that the daemon has, also those that have just ended.
-    std::vector<SystemNetworkTunnel> tunnels() const;
+    /// Whether it is found out, since the daemon came or went, if it runs and what it has of ours.
+    bool isSettled() const { return state != State::Asking; }
+    /// Success while it is found out that the daemon runs.
+    Result<> running() const;
+    /// Whether there is no daemon, and none that the bus would start.
+    bool isMissing() const { return missing; }
+    /// Whether the daemon still brings up what it brings up at its start; it may refuse tunnels until then.
+    bool isStartingUp() const { return startingUp; }
 
-    /// Succeeds as soon as the daemon is known to run; fails when it does not, or when that is not to be
-    /// found out within a few seconds. Never runs `handler` within the call.
-    void whenRunning(SystemNetworkWaiters::Handler handler);
-    /// Succeeds as soon as the daemon can ask for secrets; fails when it cannot within a few seconds.
-    void whenAgentRegistered(SystemNetworkWaiters::Handler handler);
+    /// The profile as the daemon has it; absent without one.
+    const std::optional<SystemNetworkProfile> &profile() const { return savedProfile; }
+    const QString &profilePath() const { return savedPath; }
+    /// Reads the profile anew; fails where another profile has the UUID.
+    void readProfile(const VPNCompletion &completion, int timeoutMilliseconds);
+
+    /// The tunnels of our profile, without those that have ended.
+    SystemNetworkTunnels tunnels;
+    /// Rises with each save of the profile.
+    int revision = 0;
+    /// Reads the state of an activation, which may be another profile's.
+    void readTunnel(quint64 number);
+    static QString pathOf(quint64 tunnelNumber);
+    static quint64 numberOf(const QString &tunnelPath);
+
+    /// Calls a method of the daemon. `handler` runs once, from the event loop.
+    void call(const QString &path, const QString &interface, const QString &method,
+              const QVariantList &arguments, const ReplyHandler &handler, int timeoutMilliseconds = -1,
+              const QString &service = daemonService);
+    /// Runs `handler` from the event loop as soon as `condition` holds, at the latest after `timeout`.
+    void when(const std::function<bool()> &condition, const Handler &handler,
+              std::chrono::milliseconds timeout = std::chrono::seconds(3));
+    /// Runs `handler` from the event loop once it is found out that the daemon runs, `failed` where it does
+    /// not run or answer within a few seconds.
+    void whenRunning(const VPNCompletion &failed, const Handler &handler);
+
+    static PlatformError error(QDBusError::ErrorType type, const QString &message);
 
 Q_SIGNALS:
-    /// The copy of the profile is another one, as the daemon has it. Not at once after a save: until the
-    /// daemon has told of it, the copy is the old one.
-    void profileChanged();
-    /// A tunnel has another state. Comes for each of them, while `changed()` comes once for several.
-    void tunnelMoved();
-    /// Anything that can be asked here is other than before; comes after `profileChanged()`.
+    /// Something that can be asked here has changed.
     void changed();
 
-private:
-    void open();
-    void busOpened(GAsyncResult *result);
-    void createClient();
-    void clientCreated(GAsyncResult *result);
-    void daemonCameOrWent();
-    void busClosed();
-    void drop(const PlatformError &error);
-    void dropClient();
-    void refreshSoon();
-    void refresh();
-    void followObjects();
-    Result<> running() const;
+private Q_SLOTS:
+    void noticed(const QDBusMessage &signal);
 
-    GObjectPtr<GDBusConnection> bus;
-    GObjectPtr<NMClient> client;
-    std::unique_ptr<SystemNetworkSecretAgent> agent;
-    SystemNetworkSignals signalsOfBus;
-    SystemNetworkSignals signalsOfClient;
-    SystemNetworkSignals signalsOfObjects;
-    GLibCalls calls;
-    SystemNetworkWaiters daemonWaiters;
-    SystemNetworkWaiters agentWaiters;
-    /// Why there is no client, once an attempt has ended without one.
-    std::optional<PlatformError> lastFailure;
-    QTimer retry;
-    GObjectPtr<NMRemoteConnection> followedProfile;
-    /// Whether the client has seen the daemon without a gap.
-    bool clientIsWhole = false;
-    bool profileRewritten = false;
-    bool refreshDue = false;
+private:
+    enum class State { Asking, Absent, Running };
+
+    void open();
+    void closed();
+    void setOwner(const QString &uniqueName);
+    void setState(State next);
+    void askDaemon();
+    bool comesTooEarly(const std::optional<PlatformError> &error);
+    void takeProperties(const QVariantMap &properties);
+    void tunnelMoved(quint64 number, const QVariantList &arguments);
+    void setProfile(const QString &path, const std::optional<SystemNetworkProfile> &profile);
+
+    const bool offersSecrets;
+    const QString busName;
+    QDBusConnection bus;
+    SystemNetworkSecretAgent agent;
+    State state = State::Asking;
+    /// The daemon's unique bus name; empty while there is none.
+    QString owner;
+    bool missing = false;
+    bool startingUp = false;
+    QString savedPath;
+    std::optional<SystemNetworkProfile> savedProfile;
 };
 
 } // namespace velmora

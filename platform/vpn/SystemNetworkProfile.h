@@ -1,51 +1,54 @@
 #pragma once
 
-#include "platform/network/GLibPointer.h"
 #include "platform/Result.h"
-#include "platform/vpn/VPNProtocolIPSec.h"
+#include "platform/vpn/VPNManager.h"
 
-using NMConnection = struct _NMConnection;
+#include <QMap>
+#include <QVariantMap>
 
 namespace velmora {
 
-/// What the application's one profile holds, and how NetworkManager writes it: a connection of type "vpn" for
-/// the vpnc plugin, which speaks IKEv1 aggressive mode with a shared secret and extended authentication.
-///
-/// | here                                      | there                                                      |
-/// |-------------------------------------------|------------------------------------------------------------|
-/// | `serverAddress`                           | vpn data "IPSec gateway"                                   |
-/// | `localIdentifier`                         | vpn data "IPSec ID"                                        |
-/// | `username`                                | vpn data "Xauth username", left out when absent or empty   |
-/// | the secrets                               | nowhere: their flags say that an agent owns them           |
-/// | `passwordReference`, `sharedSecretReference` | user data "velmora.…-reference", in Base64              |
-/// | `enabled`                                 | user data "velmora.enabled", "true" or "false"             |
-/// | `disconnectOnSleep`                       | the opposite of vpn.persistent                             |
-/// | IKE group, NAT traversal, DPD             | vpn data, from the configuration                           |
-///
-/// The tunnel takes the default route and its name servers are asked alone (a negative ipv4.dns-priority).
-/// The daemon never starts it by itself (no autoconnect).
-class SystemNetworkProfile
-{
-public:
-    /// Who sees the profile: the user alone, or everybody on the system.
-    enum class Scope { Private, SystemWide };
+/// The settings of a connection, or the secrets of one, as NetworkManager's D-Bus API writes them
+/// (a{sa{sv}}).
+using SystemNetworkSettings = QMap<QString, QVariantMap>;
 
+/// The application's one profile, and how NetworkManager writes it: a connection of type "vpn" for the vpnc
+/// plugin, which speaks IKEv1 aggressive mode with a shared secret and extended authentication.
+///
+/// | here                              | there                                                         |
+/// |-----------------------------------|---------------------------------------------------------------|
+/// | `serverAddress`                   | vpn.data "IPSec gateway", repeated in user.data               |
+/// | `localIdentifier`                 | vpn.data "IPSec ID"                                           |
+/// | `username`                        | vpn.data "Xauth username", left out when absent or empty; repeated
+/// in user.data | | the secrets                       | nowhere: their flags say that an agent owns them | |
+/// the references to them            | user.data, in Base64                                          | |
+/// `enabled`                         | user.data, "true" or "false"                                  | |
+/// `disconnectOnSleep`               | the opposite of vpn.persistent                                | |
+/// `isPrivate`                       | connection.permissions names this user                        | | IKE
+/// group, NAT traversal, DPD     | vpn.data, from the configuration                              |
+///
+/// The mark in user.data says that the profile is this application's. The tunnel takes the default route, and
+/// its name servers are asked alone (a negative ipv4.dns-priority). The daemon never starts it by itself.
+struct SystemNetworkProfile
+{
     VPNProtocolIPSec protocol;
     bool enabled = false;
+    bool isPrivate = true;
 
     bool operator==(const SystemNetworkProfile &) const = default;
 
-    /// UUID of the profile: one for the application and the user, for two people at one machine cannot share
-    /// references into their own credential stores.
+    /// The profile's UUID: one for the application and the user, because two people at one machine cannot
+    /// share references into their own credential stores.
     static QString uuid();
-    /// The daemon's name of the plugin that runs the tunnel.
-    static constexpr const char *serviceType = "org.freedesktop.NetworkManager.vpnc";
+    /// NetworkManager's name of the plugin that runs the tunnel.
+    static QString serviceType() { return QStringLiteral("org.freedesktop.NetworkManager.vpnc"); }
 
-    /// Fails where the plugin has no way to say what `protocol` asks for.
-    Result<GObjectPtr<NMConnection>> toConnection(Scope scope) const;
-    /// Takes what is there; what another program has removed is absent.
-    static SystemNetworkProfile fromConnection(NMConnection *connection);
-    static Scope scopeOf(NMConnection *connection);
+    /// Fails where a text cannot be sent.
+    Result<SystemNetworkSettings> toSettings() const;
+    /// Absent where the settings bear another UUID or not the application's mark.
+    static std::optional<SystemNetworkProfile> fromSettings(const SystemNetworkSettings &settings);
+    /// Whether the tunnel would lead to the gateway, and as the user, that this application saved.
+    static bool isAsSaved(const SystemNetworkSettings &settings);
 };
 
 } // namespace velmora

@@ -1,40 +1,38 @@
 #pragma once
 
-#include "platform/network/GLibCalls.h"
 #include "platform/Result.h"
-#include "platform/vpn/SystemNetworkSignals.h"
+#include "platform/vpn/SystemNetworkProfile.h"
 
-#include <functional>
-
-using NMConnection = struct _NMConnection;
+#include <QDBusContext>
+#include <QDBusObjectPath>
+#include <QObject>
 
 namespace velmora {
 
 /// Gives NetworkManager the secrets of our profile while the program runs: it looks up the profile's
 /// references in the credential store. It answers for no other profile, keeps nothing and asks nobody.
-class SystemNetworkSecretAgent
+class SystemNetworkSecretAgent final : public QObject, protected QDBusContext
 {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.NetworkManager.SecretAgent")
+
 public:
-    /// Registers with the daemon on `bus`, and again whenever the daemon returns; `onRegistrationChanged`
-    /// runs from the event loop.
-    SystemNetworkSecretAgent(GDBusConnection *bus, std::function<void()> onRegistrationChanged);
-    ~SystemNetworkSecretAgent();
-    SystemNetworkSecretAgent(const SystemNetworkSecretAgent &) = delete;
-    SystemNetworkSecretAgent &operator=(const SystemNetworkSecretAgent &) = delete;
+    /// The unique bus name of the daemon, the only caller that gets an answer.
+    void setDaemon(const QString &uniqueName) { daemon = uniqueName; }
 
-    bool isRegistered() const;
-
-    /// The secrets for one setting of `connection`, as the daemon's D-Bus interface writes them.
-    static Result<GVariantPtr> secretsFor(NMConnection *connection, const char *settingName);
+public Q_SLOTS:
+    /// The D-Bus interface.
+    SystemNetworkSettings GetSecrets(const SystemNetworkSettings &connection, const QDBusObjectPath &path,
+                                     const QString &settingName, const QStringList &hints, uint flags);
+    /// Every request is answered before it can be cancelled.
+    void CancelGetSecrets(const QDBusObjectPath &, const QString &) {}
+    // The secrets belong to the credential store: the daemon asks to save and delete them also when a profile
+    // merely comes or goes, and for the profiles of other programs too.
+    void SaveSecrets(const SystemNetworkSettings &, const QDBusObjectPath &) {}
+    void DeleteSecrets(const SystemNetworkSettings &, const QDBusObjectPath &) {}
 
 private:
-    void created(GAsyncResult *result);
-
-    const std::function<void()> registrationChanged;
-    /// An NMSecretAgentOld, whose name cannot be declared without its header.
-    GObjectPtr<GObject> agent;
-    SystemNetworkSignals signalsOfAgent;
-    GLibCalls calls;
+    QString daemon;
 };
 
 } // namespace velmora

@@ -1,17 +1,37 @@
 #pragma once
 
-#include "platform/vpn/VPNStatus.h"
-
-#include <QList>
+#include "platform/vpn/VPNManager.h"
 
 #include <chrono>
+#include <map>
 #include <optional>
 
 namespace velmora {
 
-/// Makes the status of the tunnel out of what is known of the daemon.
+/// One activation of our profile.
+struct SystemNetworkTunnel
+{
+    /// NMActiveConnectionState.
+    enum class State : uint { Unknown, Activating, Activated, Deactivating, Deactivated };
+
+    State state = State::Activating;
+    /// Whether it ends because somebody asked for it.
+    bool endedOnRequest = false;
+    /// Whether we have asked for its end.
+    bool stopRequested = false;
+    /// How many saves of the profile came before it.
+    int revision = 0;
+
+    bool isAlive() const { return state != State::Deactivated; }
+    bool isUpOrComingUp() const { return isAlive() && state != State::Deactivating; }
+};
+
+/// By number, which rises with each activation of one run of the daemon.
+using SystemNetworkTunnels = std::map<quint64, SystemNetworkTunnel>;
+
+/// Derives the status of the tunnel from what is known of the daemon.
 ///
-/// - `Invalid`: the daemon's state is not known, or it runs and there is no profile
+/// - `Invalid`: nothing is known yet, or the daemon runs and there is no profile
 /// - `Connecting`: our start is under way, or the newest tunnel comes up
 /// - `Connected`: the newest tunnel is up
 /// - `Disconnecting`: our stop is under way, or the newest tunnel goes down
@@ -22,31 +42,16 @@ class SystemNetworkStatus
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    struct Tunnel
-    {
-        enum class State { Activating, Activated, Deactivating, Deactivated };
-
-        /// Rises with each tunnel of one run of the daemon.
-        quint64 number = 0;
-        State state = State::Activating;
-        /// Whether it ends, or ended, because somebody asked for it.
-        bool endedOnRequest = false;
-        /// Whether we have asked for its end.
-        bool stopRequested = false;
-    };
-
     struct Facts
     {
-        bool known = false;
         bool daemonRuns = false;
         bool hasProfile = false;
         bool startUnderWay = false;
         bool stopUnderWay = false;
-        /// Those of our profile, in any order.
-        QList<Tunnel> tunnels;
+        SystemNetworkTunnels tunnels;
     };
 
-    /// How soon after a loss the daemon begins the tunnel anew, if it does.
+    /// A daemon that begins a lost tunnel anew does so within this time.
     static constexpr std::chrono::milliseconds reassertWindow{1000};
 
     VPNStatus status() const { return current; }

@@ -4,28 +4,22 @@
 
 namespace velmora {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
-std::unique_ptr<VPNManager> &sharedSlot()
-{
-    static std::unique_ptr<VPNManager> manager;
-    return manager;
-}
+std::unique_ptr<VPNManager> shared;
 
 } // namespace
 
 VPNManager &VPNManager::sharedManager()
 {
-    if (!sharedSlot())
-        fatalError(u"No VPN manager was set"_s);
-    return *sharedSlot();
+    if (!shared)
+        fatalError(QStringLiteral("No VPN manager was set"));
+    return *shared;
 }
 
 void VPNManager::setSharedManager(std::unique_ptr<VPNManager> manager)
 {
-    sharedSlot() = std::move(manager);
+    shared = std::move(manager);
 }
 
 } // namespace velmora

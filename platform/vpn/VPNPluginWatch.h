@@ -7,13 +7,13 @@
 namespace velmora {
 
 /// Whether NetworkManager has the plugin for this client's kind of VPN: a description file in one of its
-/// folders, which it follows itself.
+/// folders, which it watches itself.
 class VPNPluginWatch final : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit VPNPluginWatch(QStringList folders);
+    explicit VPNPluginWatch(const QStringList &pluginFolders);
 
     bool isPresent() const { return present; }
 
@@ -22,7 +22,6 @@ Q_SIGNALS:
 
 private:
     void look();
-    void watchFolders();
 
     const QStringList folders;
     QFileSystemWatcher watcher;

@@ -2,7 +2,6 @@
 #include "connection/StatusCard.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/HomeFixture.h"
-#include "ui/Window.h"
 
 #include <QTest>
 
@@ -184,24 +183,6 @@ private Q_SLOTS:
     void anUnknownStatusIsFatal()
     {
         QVERIFY(runsToItsDeath([] { appearanceOf(static_cast<VPNStatus>(6), true); }).aborted);
-    }
-
-    void aStartThatFailsWithoutAnErrorIsFatal()
-    {
-        HomeFixture home;
-        home.loadWithoutService();
-        home.vpn.starts.enqueue(ForeignFailure{});
-        home.server.hold();
-        press(home, 7);
-        QTRY_COMPARE(home.server.requests.size(), 2);
-        // Qt paints with threads, which a forked copy does not have.
-        home.window->hide();
-        const Death death = runsToItsDeath([&home] {
-            home.server.release(details);
-            QTRY_VERIFY(home.isAtRest());
-        });
-        QVERIFY(death.aborted);
-        QVERIFY(death.standardOutput.contains("\nFatal Error\n"));
     }
 
 private:

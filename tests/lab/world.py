@@ -12,9 +12,10 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 
 from person import CONNECT_SECONDS, Client, check, labctl, play, until
-from system import follows
+from system import NAME, Gio, GLib, follows
 
 # Not the demo account, whose password stands in the environment of everything in the lab.
 USER, PASSWORD = "fresh", "nothing-starred"
@@ -60,7 +61,7 @@ def a_cable_out(client):
 
 def the_daemon_is_away_and_others_use_it(client):
     labctl("nm", "stop")
-    press_fails(client, "error, nm-client-error-quark / 1")
+    press_fails(client, "error, org.freedesktop.DBus.Error.ServiceUnknown / .*")
     follows(client, "the daemon comes", "labctl nm start", "Disconnected")
     next_press_works(client)
     follows(client, "another program connects", UP, "Connected")
@@ -82,7 +83,7 @@ def the_daemon_dies_at_each_step(client):
 
 def the_daemon_stands_still(client):
     labctl("nm", "freeze")
-    press_fails(client, "error, g-io-error-quark / 24")
+    press_fails(client, "error, org.freedesktop.DBus.Error.NoReply / .*")
     labctl("nm", "thaw")
     client.connect()
     labctl("nm", "freeze")
@@ -96,6 +97,11 @@ def the_daemon_stands_still(client):
     next_press_works(client)
 
 
+def stays_private(what):
+    users = subprocess.check_output("nmcli -g connection.permissions connection show Velmora".split(), text=True)
+    check(f"{what}: the profile stays its user's own", users.startswith("user"), users)
+
+
 def the_daemon_refuses(client):
     check("no profile", os.system(DELETE) == 0)
     for what in ("a new profile", "a change of the one that is there"):
@@ -104,21 +110,73 @@ def the_daemon_refuses(client):
         check(f"{what} is refused, and nothing started", "VPN started successfully.." not in lines, lines)
         labctl("nm", "allow")
         next_press_works(client)
-
-
-def the_daemon_wants_a_profile_for_all(client):
-    """As one does that has no plugin to which it would give a private one; to the client the plugin is there."""
-    os.environ["NM_VPN_PLUGIN_DIR"] = shutil.copytree(
-        "/usr/lib/NetworkManager/VPN", os.path.join(os.environ["VELMORA_LAB"], "visible-plugins"))
-    client.kill()
-    client.start()
-    client.choose("Berlin")
+        stays_private(what)
     labctl("plugin", "remove")
+    until("the daemon without the plugin", lambda: os.system(UP) or os.system("nmcli connection down Velmora") > 0)
     press_fails(client, "VPN Preferences error: 3")
     labctl("plugin", "install")
-    users = subprocess.check_output("nmcli -g connection.permissions connection show Velmora".split(), text=True)
-    check("the profile is everybody's", not users.strip(), users)
+    stays_private("without the plugin")
     next_press_works(client)
+
+
+def others_touch_the_profile(client):
+    uuid = subprocess.check_output("nmcli -g connection.uuid connection show Velmora".split(), text=True).strip()
+    edit = "nmcli connection modify Velmora +vpn.data "
+    check("another gateway", os.system(edit + "'IPSec gateway=198.51.100.2'") == 0)
+    check("a start by another program", os.system(UP) != 0)
+    client.tells("no secrets for NetworkManager: the profile's gateway or user is not the one that the client saved")
+    next_press_works(client)
+    check("no profile", os.system(DELETE) == 0)
+    add = f"nmcli connection add type dummy ifname other con-name other autoconnect no connection.uuid {uuid} "
+    for what in ("", "connection.permissions user:root"):
+        check("somebody else's profile", os.system(add + what) == 0)
+        press_fails(client, "NetworkManager has a profile of somebody else with the UUID of this client's.*")
+        check("it is as before", os.system("nmcli -g dummy connection show other") == 0)
+        check("away", os.system("nmcli connection delete other") == 0)
+    next_press_works(client)
+
+
+def the_profile_goes_while_the_daemon_hangs_in_a_save(client):
+    """The keyring holds the client up between the load and the save; the daemon gets the removal first."""
+    uuid = subprocess.check_output("nmcli -g connection.uuid connection show Velmora".split(), text=True).strip()
+    bus = Gio.bus_get_sync(Gio.BusType.SYSTEM)
+    path = bus.call_sync(NAME, "/org/freedesktop/NetworkManager/Settings", NAME + ".Settings", "GetConnectionByUuid",
+                         GLib.Variant("(s)", (uuid,)), None, Gio.DBusCallFlags.NONE, -1, None).unpack()[0]
+    keyring = int(subprocess.check_output("pgrep -x -n gnome-keyring-d".split(), text=True))
+    client.lines("stderr"), client.lines("stdout"), labctl("http", "clear"), labctl("fault", "delay=1000", "on")
+    client.press("Quick Connect")
+    until("the question for the details", lambda: labctl("http")[1])
+    os.kill(keyring, signal.SIGSTOP)
+    client.tells("configure VPN preferences")
+    labctl("nm", "freeze")
+    bus.call(NAME, path, NAME + ".Settings.Connection", "Delete", None, None, Gio.DBusCallFlags.NONE, -1, None)
+    bus.flush_sync()
+    os.kill(keyring, signal.SIGCONT)
+    client.tells("set vpn password")
+    labctl("nm", "thaw")
+    labctl("fault", "clear")
+    client.tells("VPN Preferences error: 2")
+    check("not connected", "Connected" not in client.desktop.texts(), client.desktop.texts())
+    next_press_works(client)
+
+
+def pressed_as_the_daemon_returns(client):
+    bus = Gio.bus_get_sync(Gio.BusType.SYSTEM)
+    for _ in range(3):
+        labctl("nm", "stop")
+        client.desktop.wait_for_text("Disconnected")
+        client.lines("stderr"), client.lines("stdout")
+        starting = threading.Thread(target=labctl, args=("nm", "start"))
+        starting.start()
+        until("the daemon on the bus", lambda: bus.call_sync(
+            "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "NameHasOwner", GLib.Variant("(s)", (NAME,)), None,
+            Gio.DBusCallFlags.NONE, -1, None).unpack()[0])
+        client.press("Quick Connect")
+        lines = client.tells("error, .*|VPN Preferences error: .|VPN started successfully..")
+        starting.join()
+        check("the first press is taken", lines[-1] == "VPN started successfully..", lines)
+        client.desktop.wait_for_text("Connected")
+        client.disconnect()
 
 
 def pressed_again_and_again(client):
@@ -234,12 +292,8 @@ def the_session_bus_goes(client):
 
 
 def readable(program):
-    """A copy of the client and of its module: the person of the lab need not be able to read where it was built."""
-    build = os.path.dirname(os.path.dirname(program))
-    place = os.path.join(os.environ["VELMORA_LAB"], "client")
-    shutil.copytree(os.path.join(build, "lib"), os.path.join(place, "lib"))
-    os.mkdir(os.path.join(place, "bin"))
-    return shutil.copy(program, os.path.join(place, "bin"))
+    """A copy of the client: the person of the lab need not be able to read where it was built."""
+    return shutil.copy(program, os.environ["VELMORA_LAB"])
 
 
 def main():
@@ -248,7 +302,8 @@ def main():
     client.choose("Berlin")
     return play(client, (
         suspend_and_resume, a_cable_out, the_daemon_is_away_and_others_use_it, the_daemon_dies_at_each_step,
-        the_daemon_stands_still, the_daemon_refuses, the_daemon_wants_a_profile_for_all, pressed_again_and_again,
+        the_daemon_stands_still, the_daemon_refuses, others_touch_the_profile,
+        the_profile_goes_while_the_daemon_hangs_in_a_save, pressed_as_the_daemon_returns, pressed_again_and_again,
         the_profile_is_deleted_while_it_connects, the_keyring_is_away, secrets_stand_where_they_may,
         a_crash_leaves_no_memory, the_session_bus_goes))
 

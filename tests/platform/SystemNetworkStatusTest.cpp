@@ -5,8 +5,8 @@
 using namespace velmora;
 using namespace std::chrono_literals;
 using Facts = SystemNetworkStatus::Facts;
-using Tunnel = SystemNetworkStatus::Tunnel;
-using State = SystemNetworkStatus::Tunnel::State;
+using Tunnels = SystemNetworkTunnels;
+using State = SystemNetworkTunnel::State;
 
 namespace {
 
@@ -18,14 +18,15 @@ struct Step
 };
 using Steps = QList<Step>;
 
-Facts running(const QList<Tunnel> &tunnels = {})
+Facts running(const Tunnels &tunnels = {})
 {
-    return {.known = true, .daemonRuns = true, .hasProfile = true, .tunnels = tunnels};
+    return {.daemonRuns = true, .hasProfile = true, .tunnels = tunnels};
 }
 
 } // namespace
 
-/// Whether a tunnel that comes up after one was lost is the daemon's own doing. The lab shows the rest.
+/// Tells a tunnel that the daemon began anew from others that come up after one was lost. The lab shows the
+/// rest.
 class SystemNetworkStatusTest : public QObject
 {
     Q_OBJECT
@@ -34,26 +35,27 @@ private Q_SLOTS:
     void afterATunnelThatWasUp_data()
     {
         const Facts lost = running();
-        const Facts anew = running({{2, State::Activating}});
+        const Facts anew = running({{2, {.state = State::Activating}}});
         Facts begunByUs = lost;
         begunByUs.startUnderWay = true;
-        Facts daemonGone;
-        daemonGone.known = true;
-        const Facts endedOnRequest = running({{1, State::Deactivating, true}});
+        const Facts daemonGone;
+        const Facts endedOnRequest = running({{1, {.state = State::Deactivating, .endedOnRequest = true}}});
         QTest::addColumn<Steps>("steps");
 
-        QTest::newRow("old tunnel still going down beside the new one") << Steps{
-            {1ms, running({{2, State::Activated}, {1, State::Deactivating}}), VPNStatus::Connected},
-            {2ms, running({{2, State::Deactivated}, {1, State::Deactivating}}), VPNStatus::Disconnecting}};
+        QTest::newRow("old tunnel still going down beside the new one")
+            << Steps{{1ms, running({{2, {.state = State::Activated}}, {1, {.state = State::Deactivating}}}),
+                      VPNStatus::Connected},
+                     {2ms, running({{2, {.state = State::Deactivated}}, {1, {.state = State::Deactivating}}}),
+                      VPNStatus::Disconnecting}};
         QTest::newRow("begun anew by the daemon")
-            << Steps{{10ms, running({{1, State::Deactivated}}), VPNStatus::Disconnected},
+            << Steps{{10ms, running({{1, {.state = State::Deactivated}}}), VPNStatus::Disconnected},
                      {1000ms, anew, VPNStatus::Reasserting},
                      {5000ms, anew, VPNStatus::Reasserting},
-                     {6000ms, running({{2, State::Activated}}), VPNStatus::Connected}};
+                     {6000ms, running({{2, {.state = State::Activated}}}), VPNStatus::Connected}};
         QTest::newRow("begun anew, failed, begun by somebody else")
             << Steps{{10ms, anew, VPNStatus::Reasserting},
                      {20ms, lost, VPNStatus::Disconnected},
-                     {30ms, running({{3, State::Activating}}), VPNStatus::Connecting}};
+                     {30ms, running({{3, {.state = State::Activating}}}), VPNStatus::Connecting}};
         QTest::newRow("begun later by somebody else")
             << Steps{{10ms, lost, VPNStatus::Disconnected}, {1011ms, anew, VPNStatus::Connecting}};
         QTest::newRow("begun by us") << Steps{{10ms, lost, VPNStatus::Disconnected},
@@ -68,7 +70,7 @@ private Q_SLOTS:
     {
         QFETCH(const Steps, steps);
         SystemNetworkStatus machine;
-        QVERIFY(machine.update(running({{1, State::Activated}}), {}));
+        QVERIFY(machine.update(running({{1, {.state = State::Activated}}}), {}));
         for (const Step &step : steps) {
             const bool changes = step.expected != machine.status();
             QCOMPARE(machine.update(step.facts, SystemNetworkStatus::Time() + step.at), changes);

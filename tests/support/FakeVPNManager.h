@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/vpn/VPNConnection.h"
 #include "platform/vpn/VPNManager.h"
 #include "tests/support/OutputCapture.h"
 
@@ -22,13 +21,13 @@ public:
         return installed;
     }
 
-    void loadFromPreferences(Completion completion) override { answer("load", loads, completion); }
-    void saveToPreferences(Completion completion) override
+    void loadFromPreferences(VPNCompletion completion) override { answer("load", loads, completion); }
+    void saveToPreferences(VPNCompletion completion) override
     {
         saved.append(protocol.value_or(VPNProtocolIPSec{}));
         answer("save", saves, completion);
     }
-    void removeFromPreferences(Completion completion) override
+    void removeFromPreferences(VPNCompletion completion) override
     {
         protocol.reset();
         QQueue<std::optional<PlatformError>> none;
@@ -41,10 +40,7 @@ public:
     VPNConnection &connection() override { return *this; }
 
     VPNStatus status() const override { return currentStatus; }
-    void startVPNTunnel(std::function<void(VPNStartOutcome)> completion) override
-    {
-        answer("start", starts, completion);
-    }
+    void startVPNTunnel(VPNCompletion completion) override { answer("start", starts, completion); }
     void stopVPNTunnel() override { OutputCapture::note(QStringLiteral("vpn stop")); }
 
     /// Takes the status and posts it.
@@ -56,7 +52,7 @@ public:
 
     QQueue<std::optional<PlatformError>> loads;
     QQueue<std::optional<PlatformError>> saves;
-    QQueue<VPNStartOutcome> starts;
+    QQueue<std::optional<PlatformError>> starts;
     /// As they were when each save was asked for.
     QList<VPNProtocolIPSec> saved;
     std::optional<VPNProtocolIPSec> protocol;
@@ -64,11 +60,11 @@ public:
     VPNStatus currentStatus = VPNStatus::Invalid;
 
 private:
-    template<class Outcome>
-    void answer(const char *call, QQueue<Outcome> &scripted, const std::function<void(Outcome)> &completion)
+    void answer(const char *call, QQueue<std::optional<PlatformError>> &scripted,
+                const VPNCompletion &completion)
     {
         OutputCapture::note(QStringLiteral("vpn ") + QLatin1String(call));
-        const Outcome outcome = scripted.isEmpty() ? Outcome{} : scripted.dequeue();
+        const auto outcome = scripted.isEmpty() ? std::nullopt : scripted.dequeue();
         QMetaObject::invokeMethod(
             this, [completion, outcome] { completion(outcome); }, Qt::QueuedConnection);
     }
