@@ -108,6 +108,8 @@ QStringList unreachableIn(Window &window, const QSize &space)
         const bool hasParts = part->findChild<QWidget *>() != nullptr;
         if (!part->isVisible() || contentOf(part).isEmpty() || hasParts || isInList(part))
             continue;
+        if (isShort(part) || part->size().expandedTo(part->minimumSizeHint()) != part->size())
+            faults << u"“%1” is cut"_s.arg(contentOf(part));
         const QRect place(part->mapTo(view, QPoint()), part->size());
         for (const QRect &other : std::as_const(places)) {
             if (other.intersects(place))
