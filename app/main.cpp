@@ -59,7 +59,7 @@ int main(int argc, char *argv[])
     if (instance.claim(activationToken) == ApplicationInstance::Role::Second)
         return 0;
     Style::install();
-    const DesktopAppearance appearance(&Style::setDark);
+    const DesktopAppearance appearance(&Style::setAppearance);
     VelmoraApp::setWindowIcon(pictures::colouredIcon(u"velmora"_s));
 
     SecretStore::setShared(std::make_unique<SystemSecretStore>());

@@ -11,6 +11,8 @@ namespace velmora::colors {
 
 namespace {
 
+bool wantsHighContrast = false;
+
 double linear(double channel)
 {
     return channel <= 0.03928 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
@@ -71,10 +73,17 @@ QPalette paletteOf(const Tones &tones)
     palette.setColor(QPalette::Shadow, mix(tones.window, Qt::black, 0.7));
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
         palette.setColor(QPalette::Disabled, role, mix(tones.window, tones.text, 0.45));
+    if (wantsHighContrast)
+        palette.setColor(QPalette::PlaceholderText, quietText(palette));
     return withAccent(palette);
 }
 
 } // namespace
+
+void setHighContrast(bool wanted)
+{
+    wantsHighContrast = wanted;
+}
 
 double contrast(const QColor &one, const QColor &other)
 {
@@ -89,18 +98,20 @@ bool isDark(const QPalette &palette)
 
 QColor quietText(const QPalette &palette)
 {
-    return faintest(palette, 0.6, readable + 0.3);
+    return faintest(palette, 0.6, (wantsHighContrast ? highContrast : readable) + 0.3);
 }
 
 QColor outline(const QPalette &palette)
 {
+    if (wantsHighContrast)
+        return controlOutline(palette);
     return mix(palette.color(QPalette::Window), palette.color(QPalette::WindowText),
                isDark(palette) ? 0.17 : 0.13);
 }
 
 QColor controlOutline(const QPalette &palette)
 {
-    return faintest(palette, 0.3, 3);
+    return faintest(palette, 0.3, wantsHighContrast ? highContrast : 3);
 }
 
 QColor hover(const QPalette &palette)
@@ -119,7 +130,8 @@ QColor pressed(const QPalette &palette)
 
 QColor protectedFill(const QPalette &palette)
 {
-    return isDark(palette) ? QColor(0x1a, 0x75, 0x49) : QColor(0x17, 0x7d, 0x4b);
+    const QColor fill = isDark(palette) ? QColor(0x1a, 0x75, 0x49) : QColor(0x17, 0x7d, 0x4b);
+    return wantsHighContrast ? fill.darker(140) : fill;
 }
 
 QColor onProtected()
@@ -175,9 +187,12 @@ bool isFallback(const QPalette &desktop)
 
 QPalette withAccent(QPalette palette)
 {
-    const QColor accent = isDark(palette) ? QColor(0x50, 0x64, 0xee) : QColor(0x45, 0x57, 0xdd);
+    const bool dark = isDark(palette);
+    const QColor accent = wantsHighContrast ? (dark ? QColor(0xa6, 0xb0, 0xff) : QColor(0x30, 0x3e, 0xa8))
+                                            : (dark ? QColor(0x50, 0x64, 0xee) : QColor(0x45, 0x57, 0xdd));
     palette.setColor(QPalette::Highlight, accent);
-    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::HighlightedText,
+                     wantsHighContrast && dark ? QColor(0x10, 0x11, 0x18) : Qt::white);
     return palette;
 }
 

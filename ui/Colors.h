@@ -11,6 +11,10 @@ double contrast(const QColor &one, const QColor &other);
 /// The least contrast of text with what it stands on.
 inline constexpr double readable = 4.5;
 
+/// Makes outlines and quiet text reach `highContrast` with what they stand on.
+void setHighContrast(bool wanted);
+inline constexpr double highContrast = 7;
+
 bool isDark(const QPalette &palette);
 
 QColor quietText(const QPalette &palette);

@@ -19,8 +19,15 @@ namespace {
 constexpr int scrollBarExtent = 10;
 constexpr int shortestHandle = 32;
 
-bool wantsDark = false;
+Appearance appearance;
 bool desktopHasPalette = false;
+
+/// The font that the application had at the first call.
+const QFont &systemFont()
+{
+    static const QFont font = QApplication::font();
+    return font;
+}
 
 bool isFlat(const QStyleOptionButton &button)
 {
@@ -102,6 +109,7 @@ bool repeatsCommand(const QObject *watched, const QKeyEvent *event)
 
 void Style::install()
 {
+    systemFont();
     desktopHasPalette = !colors::isFallback(QApplication::palette());
     auto *const style = new Style;
     QApplication::setStyle(style);
@@ -109,16 +117,31 @@ void Style::install()
     qApp->installEventFilter(style);
 }
 
-void Style::setDark(bool dark)
+void Style::setAppearance(const Appearance &wanted)
 {
-    if (std::exchange(wantsDark, dark) != dark && !desktopHasPalette)
-        applyPalette();
+    const Appearance before = std::exchange(appearance, wanted);
+    if (before.textScale != wanted.textScale) {
+        QFont font = systemFont();
+        font.setPointSizeF(QFontInfo(font).pointSizeF() * wanted.textScale);
+        QApplication::setFont(font);
+    }
+    if (before.isDark == wanted.isDark && before.hasHighContrast == wanted.hasHighContrast)
+        return;
+    colors::setHighContrast(wanted.hasHighContrast);
+    applyPalette();
+    // Tones that follow from the palette have changed, also where the palette has not.
+    const QWidgetList widgets = QApplication::allWidgets();
+    for (QWidget *const widget : widgets) {
+        QEvent change(QEvent::PaletteChange);
+        QCoreApplication::sendEvent(widget, &change);
+        widget->update();
+    }
 }
 
 void Style::applyPalette()
 {
     if (!desktopHasPalette) {
-        QApplication::setPalette(wantsDark ? colors::darkPalette() : colors::lightPalette());
+        QApplication::setPalette(appearance.isDark ? colors::darkPalette() : colors::lightPalette());
         return;
     }
     // Only these two roles are set, so that the others go on following the desktop.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/desktop/DesktopAppearance.h"
+
 #include <QProxyStyle>
 
 namespace velmora {
@@ -25,8 +27,9 @@ public:
     /// Gives the application this style and its palette: the desktop's with the product's accent or, where
     /// the desktop has none, the product's own. Follows the desktop's changes from then on.
     static void install();
-    /// Whether the dark one of the product's own palettes is wanted. A desktop's palette goes before.
-    static void setDark(bool dark);
+    /// Follows what the desktop asks for. The text scale applies to the font that the application has at the
+    /// first call; a palette of the desktop goes before the product's dark one.
+    static void setAppearance(const Appearance &wanted);
 
     /// The application's font in this step of the scale.
     static QFont font(TextRole role);

@@ -1,120 +1,100 @@
 #include "platform/desktop/DesktopAppearance.h"
 
-#include "platform/network/GLibPointer.h"
+#include <QDBusPendingCallWatcher>
+#include <QDBusVariant>
+#include <QGuiApplication>
 
-#include <chrono>
-#include <optional>
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
 
 namespace velmora {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-constexpr auto portalName = "org.freedesktop.portal.Desktop";
-constexpr auto portalPath = "/org/freedesktop/portal/desktop";
-constexpr auto settingsInterface = "org.freedesktop.portal.Settings";
-constexpr auto appearanceNamespace = "org.freedesktop.appearance";
-constexpr auto colorSchemeKey = "color-scheme";
-constexpr guint32 preferDark = 1;
+const QString portalName = u"org.freedesktop.portal.Desktop"_s;
+const QString portalPath = u"/org/freedesktop/portal/desktop"_s;
+const QString settingsInterface = u"org.freedesktop.portal.Settings"_s;
 
-/// How long the first window waits, so that it need not change its look in front of the user.
-constexpr std::chrono::milliseconds patience{150};
+const QString colorScheme = u"color-scheme"_s;
+const QString contrast = u"contrast"_s;
+const QString textScale = u"text-scaling-factor"_s;
+/// The namespace of each key.
+const std::array<std::pair<QString, QString>, 3> settings = {{{u"org.freedesktop.appearance"_s, colorScheme},
+                                                              {u"org.freedesktop.appearance"_s, contrast},
+                                                              {u"org.gnome.desktop.interface"_s, textScale}}};
 
-/// The number in a setting's value, which the portal may wrap more than once.
-std::optional<guint32> numberIn(GVariant *value)
+constexpr uint preferDark = 1;
+constexpr uint preferHighContrast = 1;
+constexpr double smallestScale = 0.5;
+constexpr double largestScale = 3;
+
+/// The first window waits this long, so that it need not change its look in front of the user.
+constexpr int timeoutMilliseconds = 150;
+
+/// Under X11 a desktop that scales texts says so by the resolution of fonts, which Qt applies to the whole
+/// window.
+bool qtScalesAlready()
 {
-    GVariantPtr inner(g_variant_ref(value));
-    while (g_variant_is_of_type(inner.get(), G_VARIANT_TYPE_VARIANT))
-        inner.reset(g_variant_get_variant(inner.get()));
-    if (!g_variant_is_of_type(inner.get(), G_VARIANT_TYPE_UINT32))
-        return std::nullopt;
-    return g_variant_get_uint32(inner.get());
+    return QGuiApplication::platformName() == u"xcb"_s && qGuiApp->devicePixelRatio() > 1;
 }
 
 } // namespace
 
-struct DesktopAppearance::Portal
+DesktopAppearance::DesktopAppearance(Handler appearanceHandler)
+    : bus(QDBusConnection::sessionBus()), handler(std::move(appearanceHandler))
 {
-    explicit Portal(Handler answerHandler) : handler(std::move(answerHandler)) {}
-    ~Portal();
-    Portal(const Portal &) = delete;
-    Portal &operator=(const Portal &) = delete;
-
-    void subscribe();
-    void read();
-    void readLater();
-    void answer(GVariant *value) const;
-
-    const Handler handler;
-    const GObjectPtr<GDBusConnection> bus{g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)};
-    const GObjectPtr<GCancellable> cancellable{g_cancellable_new()};
-    guint subscription = 0;
-};
-
-DesktopAppearance::Portal::~Portal()
-{
-    g_cancellable_cancel(cancellable.get());
-    if (subscription != 0)
-        g_dbus_connection_signal_unsubscribe(bus.get(), subscription);
+    std::vector<std::pair<QDBusMessage, QDBusPendingCall>> calls;
+    for (const auto &[space, key] : settings) {
+        bus.connect(portalName, portalPath, settingsInterface, u"SettingChanged"_s, {space, key}, QString(),
+                    this, SLOT(settingChanged(QDBusMessage)));
+        QDBusMessage question =
+            QDBusMessage::createMethodCall(portalName, portalPath, settingsInterface, u"Read"_s);
+        question << space << key;
+        calls.emplace_back(question, bus.asyncCall(question, timeoutMilliseconds));
+    }
+    for (auto &[question, call] : calls) {
+        call.waitForFinished();
+        if (!call.isError())
+            take(question.arguments().at(1).toString(), call.reply().arguments().value(0));
+        else if (call.error().type() == QDBusError::NoReply)
+            askLater(question);
+    }
 }
 
-void DesktopAppearance::Portal::subscribe()
+void DesktopAppearance::askLater(const QDBusMessage &question)
 {
-    const auto changed = [](GDBusConnection *, const char *, const char *, const char *, const char *,
-                            GVariant *parameters, gpointer self) {
-        const char *key = nullptr;
-        GVariant *value = nullptr;
-        g_variant_get(parameters, "(&s&sv)", nullptr, &key, &value);
-        const GVariantPtr held(value);
-        if (g_str_equal(key, colorSchemeKey))
-            static_cast<Portal *>(self)->answer(value);
-    };
-    subscription = g_dbus_connection_signal_subscribe(bus.get(), portalName, settingsInterface,
-                                                      "SettingChanged", portalPath, appearanceNamespace,
-                                                      G_DBUS_SIGNAL_FLAGS_NONE, changed, this, nullptr);
+    auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, question] {
+        watcher->deleteLater();
+        if (!watcher->isError())
+            take(question.arguments().at(1).toString(), watcher->reply().arguments().value(0));
+    });
 }
 
-void DesktopAppearance::Portal::read()
+void DesktopAppearance::settingChanged(const QDBusMessage &signal)
 {
-    GError *failure = nullptr;
-    const GVariantPtr reply(g_dbus_connection_call_sync(
-        bus.get(), portalName, portalPath, settingsInterface, "Read",
-        g_variant_new("(ss)", appearanceNamespace, colorSchemeKey), G_VARIANT_TYPE("(v)"),
-        G_DBUS_CALL_FLAGS_NONE, static_cast<int>(patience.count()), nullptr, &failure));
-    const GErrorPtr error(failure);
-    if (reply)
-        answer(GVariantPtr(g_variant_get_child_value(reply.get(), 0)).get());
-    else if (g_error_matches(failure, G_IO_ERROR, G_IO_ERROR_TIMED_OUT) != FALSE)
-        readLater();
+    take(signal.arguments().at(1).toString(), signal.arguments().value(2));
 }
 
-void DesktopAppearance::Portal::readLater()
+/// Takes over a value of the expected type and leaves others alone.
+void DesktopAppearance::take(const QString &key, QVariant value)
 {
-    const auto ended = [](GObject *connection, GAsyncResult *result, gpointer self) {
-        const GVariantPtr reply(
-            g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr));
-        // A call that was cancelled ends without a reply, and its owner is gone.
-        if (reply)
-            static_cast<Portal *>(self)->answer(GVariantPtr(g_variant_get_child_value(reply.get(), 0)).get());
-    };
-    g_dbus_connection_call(bus.get(), portalName, portalPath, settingsInterface, "Read",
-                           g_variant_new("(ss)", appearanceNamespace, colorSchemeKey), G_VARIANT_TYPE("(v)"),
-                           G_DBUS_CALL_FLAGS_NONE, -1, cancellable.get(), ended, this);
+    // The portal may wrap it more than once.
+    while (value.metaType() == QMetaType::fromType<QDBusVariant>())
+        value = QVariant(value.value<QDBusVariant>().variant());
+    Appearance next = current;
+    if (key == textScale && value.metaType() == QMetaType::fromType<double>() && !qtScalesAlready())
+        next.textScale = std::clamp(value.toDouble(), smallestScale, largestScale);
+    else if (key == colorScheme && value.metaType() == QMetaType::fromType<uint>())
+        next.isDark = value.toUInt() == preferDark;
+    else if (key == contrast && value.metaType() == QMetaType::fromType<uint>())
+        next.hasHighContrast = value.toUInt() == preferHighContrast;
+    if (std::exchange(current, next) != next)
+        handler(current);
 }
-
-void DesktopAppearance::Portal::answer(GVariant *value) const
-{
-    if (const std::optional<guint32> number = numberIn(value))
-        handler(number == preferDark);
-}
-
-DesktopAppearance::DesktopAppearance(Handler handler) : portal(std::make_unique<Portal>(std::move(handler)))
-{
-    if (!portal->bus)
-        return;
-    portal->subscribe();
-    portal->read();
-}
-
-DesktopAppearance::~DesktopAppearance() = default;
 
 } // namespace velmora

@@ -1,28 +1,48 @@
 #pragma once
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QObject>
+#include <QVariant>
+
 #include <functional>
-#include <memory>
 
 namespace velmora {
 
-/// Whether the desktop asks its applications for a dark look, as the settings portal tells it
-/// (org.freedesktop.appearance, color-scheme). A desktop without that portal asks for none.
-class DesktopAppearance
+/// The look that the desktop asks its applications for.
+struct Appearance
 {
-public:
-    using Handler = std::function<void(bool prefersDark)>;
+    bool isDark = false;
+    bool hasHighContrast = false;
+    /// Factor on the size of the system's font.
+    double textScale = 1;
 
-    /// Asks the portal and calls `handler` with each answer: before it returns when the portal answers at
-    /// once, otherwise from the event loop, and again whenever the user chooses another one.
+    bool operator==(const Appearance &) const = default;
+};
+
+/// Follows the desktop's appearance by the settings portal (`org.freedesktop.appearance`, and GNOME's
+/// `text-scaling-factor`). A desktop without that portal keeps the defaults.
+class DesktopAppearance final : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Handler = std::function<void(const Appearance &)>;
+
+    /// Asks the portal and calls `handler` with each change: before it returns when the portal answers at
+    /// once, otherwise from the event loop.
     explicit DesktopAppearance(Handler handler);
-    ~DesktopAppearance();
-    DesktopAppearance(const DesktopAppearance &) = delete;
-    DesktopAppearance &operator=(const DesktopAppearance &) = delete;
+
+private Q_SLOTS:
+    void settingChanged(const QDBusMessage &signal);
 
 private:
-    struct Portal;
+    void askLater(const QDBusMessage &question);
+    void take(const QString &key, QVariant value);
 
-    std::unique_ptr<Portal> portal;
+    QDBusConnection bus;
+    const Handler handler;
+    Appearance current;
 };
 
 } // namespace velmora

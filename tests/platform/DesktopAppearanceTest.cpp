@@ -1,7 +1,5 @@
 #include "platform/desktop/DesktopAppearance.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
 #include <QDBusVariant>
 #include <QElapsedTimer>
 #include <QMutex>
@@ -13,14 +11,17 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A settings portal with a color scheme, in a thread of its own.
+const QString appearanceSpace = u"org.freedesktop.appearance"_s;
+const QString interfaceSpace = u"org.gnome.desktop.interface"_s;
+
+/// A settings portal in a thread of its own.
 class FakePortal final : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
 
 public:
-    explicit FakePortal(uint colorScheme) : scheme(colorScheme)
+    FakePortal()
     {
         moveToThread(&thread);
         thread.start();
@@ -47,19 +48,22 @@ public:
     QMutex held;
 
 public Q_SLOTS:
-    QDBusVariant Read(const QString &, const QString &)
+    QDBusVariant Read(const QString &space, const QString &key)
     {
         const QMutexLocker whileHeld(&held);
+        const QVariant value =
+            space == interfaceSpace ? QVariant(key == u"text-scaling-factor"_s ? 1.5 : 0.0) : QVariant(1U);
         // The portal wraps the value twice.
-        return QDBusVariant(QVariant::fromValue(QDBusVariant(scheme)));
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(value)));
     }
 
 private:
     const QString path = u"/org/freedesktop/portal/desktop"_s;
-    const uint scheme;
     QThread thread;
     QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"portal"_s);
 };
+
+constexpr Appearance everything{.isDark = true, .hasHighContrast = true, .textScale = 1.5};
 
 } // namespace
 
@@ -68,31 +72,34 @@ class DesktopAppearanceTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theAnswerAndItsChangesAreFollowedUntilTheEnd()
+    void aPortalThatAnswersAtOnceIsWaitedFor()
     {
-        FakePortal portal(1);
+        const FakePortal portal;
+        Appearance seen;
+        const DesktopAppearance appearance([&](const Appearance &now) { seen = now; });
+        QCOMPARE(seen, everything);
+    }
+
+    void aSlowPortalIsNotWaitedForAndItsChangesAreFollowed()
+    {
+        FakePortal portal;
         portal.held.lock();
-        QList<bool> answers;
+        Appearance seen;
         QElapsedTimer timer;
         timer.start();
-        std::optional<DesktopAppearance> first([&](bool dark) { answers << dark; });
+        const DesktopAppearance appearance([&](const Appearance &now) { seen = now; });
         QVERIFY2(timer.elapsed() < 10000, "a slow portal is waited for");
-        QCOMPARE(answers, QList<bool>{});
+        QCOMPARE(seen, Appearance{});
         portal.held.unlock();
-        QTRY_COMPARE(answers, QList<bool>{true});
-        portal.change(u"org.freedesktop.appearance"_s, u"accent-color"_s, 0U);
-        portal.change(u"org.gnome.desktop.interface"_s, u"color-scheme"_s, 0U);
-        portal.change(u"org.freedesktop.appearance"_s, u"color-scheme"_s, u"dark"_s);
-        portal.change(u"org.freedesktop.appearance"_s, u"color-scheme"_s, 2U);
-        QTRY_COMPARE(answers, (QList<bool>{true, false}));
+        QTRY_COMPARE(seen, everything);
 
-        QList<bool> othersAnswers;
-        const DesktopAppearance other([&](bool dark) { othersAnswers << dark; });
-        QTRY_COMPARE(othersAnswers, QList<bool>{true});
-        first.reset();
-        portal.change(u"org.freedesktop.appearance"_s, u"color-scheme"_s, 0U);
-        QTRY_COMPARE(othersAnswers, (QList<bool>{true, false}));
-        QCOMPARE(answers.size(), 2);
+        portal.change(appearanceSpace, u"contrast"_s, u"high"_s);
+        portal.change(interfaceSpace, u"color-scheme"_s, 0U);
+        portal.change(interfaceSpace, u"text-scaling-factor"_s, 1e9);
+        QTRY_COMPARE(seen, (Appearance{.isDark = true, .hasHighContrast = true, .textScale = 3}));
+        portal.change(appearanceSpace, u"contrast"_s, 0U);
+        portal.change(appearanceSpace, u"color-scheme"_s, 2U);
+        QTRY_COMPARE(seen, (Appearance{.isDark = false, .hasHighContrast = false, .textScale = 3}));
     }
 };
 

@@ -18,6 +18,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QScrollBar>
 #include <QTest>
@@ -165,7 +166,7 @@ private Q_SLOTS:
     void initTestCase() { Style::install(); }
     void cleanup()
     {
-        Style::setDark(false);
+        Style::setAppearance({.isDark = false});
         setFontScale(1);
     }
 
@@ -182,7 +183,7 @@ private Q_SLOTS:
     {
         QFETCH(const bool, isDark);
         QFETCH(const double, fontScale);
-        Style::setDark(isDark);
+        Style::setAppearance({.isDark = isDark});
         setFontScale(fontScale);
         QStringList faults;
         int scenes = 0;
@@ -286,33 +287,44 @@ private Q_SLOTS:
         }
     }
 
-    void whatNoSceneShowsCanBeRead()
+    void tonesOfTextAndOutlinesHaveTheirContrast()
     {
         using P = QPalette;
-        P highContrast(Qt::black);
-        highContrast.setColor(P::WindowText, Qt::yellow);
+        P yellowOnBlack(Qt::black);
+        yellowOnBlack.setColor(P::WindowText, Qt::yellow);
         const P lightDesktop(QColor(0xef, 0xf0, 0xf1)), darkDesktop(QColor(0x31, 0x36, 0x3b));
-        QList<std::pair<QColor, QColor>> pairs;
-        for (const P &desktop :
-             {colors::lightPalette(), colors::darkPalette(), lightDesktop, darkDesktop, highContrast}) {
-            const P palette = colors::withAccent(desktop);
-            // The quiet texts on a fill: the latency in the selected row, lines on the status card.
-            const P onAccent = colors::onFill(palette.color(P::Highlight), palette.color(P::HighlightedText));
-            const P onTone = colors::onFill(colors::protectedFill(palette), colors::onProtected());
-            for (const P &ground : {palette, onAccent, onTone}) {
-                pairs.append({ground.color(P::WindowText), ground.color(P::Window)});
-                pairs.append({colors::quietText(ground), ground.color(P::Window)});
+        const auto reset = qScopeGuard([] { colors::setHighContrast(false); });
+        for (const bool high : {false, true}) {
+            colors::setHighContrast(high);
+            const double wanted = high ? colors::highContrast : colors::readable;
+            QList<std::pair<QColor, QColor>> pairs;
+            for (const P &desktop :
+                 {colors::lightPalette(), colors::darkPalette(), lightDesktop, darkDesktop, yellowOnBlack}) {
+                const P palette = colors::withAccent(desktop);
+                // The quiet texts on a fill: the latency in the selected row, lines on the status card.
+                const P onAccent =
+                    colors::onFill(palette.color(P::Highlight), palette.color(P::HighlightedText));
+                const P onTone = colors::onFill(colors::protectedFill(palette), colors::onProtected());
+                for (const P &ground : {palette, onAccent, onTone}) {
+                    pairs.append({ground.color(P::WindowText), ground.color(P::Window)});
+                    pairs.append({colors::quietText(ground), ground.color(P::Window)});
+                }
+                const double outlined = high ? wanted : readableIcon;
+                QVERIFY(colors::contrast(colors::controlOutline(palette), palette.color(P::Window)) >=
+                        outlined);
+                QVERIFY(!high || colors::outline(palette) == colors::controlOutline(palette));
             }
-            QVERIFY(colors::contrast(colors::controlOutline(palette), palette.color(P::Window)) >=
-                    readableIcon);
+            for (const P &own : {colors::lightPalette(), colors::darkPalette()}) {
+                pairs.append({own.color(P::ToolTipText), own.color(P::ToolTipBase)});
+                if (high)
+                    pairs.append({own.color(P::PlaceholderText), own.color(P::Window)});
+                else
+                    pairs.append({own.color(P::Link), own.color(P::Window)});
+            }
+            for (const auto &[text, ground] : std::as_const(pairs))
+                QVERIFY2(colors::contrast(text, ground) >= wanted,
+                         qPrintable(text.name() + u" on "_s + ground.name()));
         }
-        for (const P &own : {colors::lightPalette(), colors::darkPalette()}) {
-            pairs.append({own.color(P::ToolTipText), own.color(P::ToolTipBase)});
-            pairs.append({own.color(P::Link), own.color(P::Window)});
-        }
-        for (const auto &[text, ground] : std::as_const(pairs))
-            QVERIFY2(colors::contrast(text, ground) >= colors::readable,
-                     qPrintable(text.name() + u" on "_s + ground.name()));
     }
 
     void whatIsShownFollowsTheDesktop()
@@ -324,12 +336,16 @@ private Q_SLOTS:
             const auto *const status = shown.findChild<QLabel *>(u"connectStatusText"_s);
             const int height = status->sizeHint().height();
             for (const bool isDark : {true, false}) {
-                Style::setDark(isDark);
+                Style::setAppearance({.isDark = isDark});
                 QTRY_COMPARE(card->palette().color(QPalette::Window),
                              colors::protectedFill(isDark ? colors::darkPalette() : colors::lightPalette()));
             }
-            setFontScale(1.5);
+            const QColor fill = card->palette().color(QPalette::Window);
+            Style::setAppearance({.hasHighContrast = true, .textScale = 1.5});
             QTRY_VERIFY(status->sizeHint().height() > height * 1.3);
+            QVERIFY(card->palette().color(QPalette::Window) != fill);
+            Style::setAppearance({});
+            QTRY_COMPARE(status->sizeHint().height(), height);
         });
     }
 

@@ -43,9 +43,9 @@ int main(int argc, char *argv[])
         return 0;
     }
     takeShots(u"-light"_s);
-    Style::setDark(true);
+    Style::setAppearance({.isDark = true});
     takeShots(u"-dark"_s);
-    Style::setDark(false);
+    Style::setAppearance({.isDark = false});
     QApplication::setLayoutDirection(Qt::RightToLeft);
     takeShots(u"-right-to-left"_s);
     QApplication::setLayoutDirection(Qt::LeftToRight);
