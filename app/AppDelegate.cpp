@@ -1,14 +1,17 @@
 #include "app/AppDelegate.h"
 
-#include "app/AppMenu.h"
+#include "platform/Configuration.h"
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/UserDefaults.h"
 #include "resources/Pictures.h"
+#include "ui/Alert.h"
+#include "ui/Labels.h"
 #include "ui/Screen.h"
 #include "ui/Storyboard.h"
 
-#include <QApplication>
+#include <QBoxLayout>
+#include <QMenuBar>
 
 #include <algorithm>
 #include <utility>
@@ -17,11 +20,51 @@ namespace velmora {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+void showAbout(QWidget *window)
+{
+    auto *const about =
+        new MessageDialog(window, u"Velmora"_s, u"Version %1"_s.arg(configuration::version()), u"Close"_s);
+    about->setAttribute(Qt::WA_DeleteOnClose);
+    about->setWindowTitle(u"About Velmora"_s);
+    auto *const mark = new IconView(about);
+    mark->setImageNamed(u"velmora"_s);
+    mark->setProperty("coloured", true);
+    static_cast<QBoxLayout *>(about->layout())->insertWidget(0, mark, 0, Qt::AlignLeft);
+    about->open();
+}
+
+/// The application's menu bar for one window.
+QMenuBar *makeAppMenu(QWidget *window, const std::function<void()> &openSettings)
+{
+    auto *const bar = new QMenuBar(window);
+    QMenu *const menu = bar->addMenu(u"&Velmora"_s);
+
+    QAction *const settings = menu->addAction(u"&Settings…"_s);
+    settings->setMenuRole(QAction::PreferencesRole);
+    settings->setShortcut(Qt::CTRL | Qt::Key_Comma);
+    QObject::connect(settings, &QAction::triggered, bar, openSettings);
+
+    QAction *const about = menu->addAction(u"&About Velmora"_s);
+    about->setMenuRole(QAction::AboutRole);
+    QObject::connect(about, &QAction::triggered, window, [window] { showAbout(window); });
+
+    menu->addSeparator();
+    QAction *const quit = menu->addAction(u"&Quit"_s);
+    quit->setMenuRole(QAction::QuitRole);
+    quit->setShortcut(Qt::CTRL | Qt::Key_Q);
+    QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    return bar;
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(std::shared_ptr<Storyboard> mainStoryboard) : storyboard(std::move(mainStoryboard))
 {
-    // Qt would end with the last window, status item or not.
+    // Qt would end the process with the last window, also where a status item can bring one back.
     QApplication::setQuitOnLastWindowClosed(false);
-    // After the event that closed it: what closes one window may open another one.
+    // Queued behind the event that closed the window, since its handler may open another one.
     connect(qApp, &QApplication::lastWindowClosed, this, &AppDelegate::endIfOutOfReach, Qt::QueuedConnection);
     connect(qApp, &QApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
     Window::setMenuBarMaker(
@@ -35,7 +78,7 @@ AppDelegate::~AppDelegate()
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    // The minor number alone, whatever the major one is.
+    // Only the minor number decides, whatever the major one is.
     if (ProcessInfo::operatingSystemVersion().minor < 13)
         return;
     statusItem.configureButton(pictures::colouredIcon(u"icon"_s),

@@ -3,7 +3,7 @@
 #include "platform/desktop/StatusItem.h"
 #include "ui/Window.h"
 
-#include <QObject>
+#include <QApplication>
 #include <QPointer>
 
 #include <memory>
@@ -12,7 +12,16 @@ namespace velmora {
 
 class Storyboard;
 
-/// The application as a whole: how it starts, comes back, opens its settings and ends.
+/// The application object. It adds nothing to the inherited one.
+class VelmoraApp final : public QApplication
+{
+    Q_OBJECT
+
+public:
+    using QApplication::QApplication;
+};
+
+/// Starts the application, brings it back, opens its settings and ends it.
 class AppDelegate final : public QObject
 {
     Q_OBJECT
@@ -21,24 +30,25 @@ public:
     explicit AppDelegate(std::shared_ptr<Storyboard> storyboard);
     ~AppDelegate() override;
 
-    /// The launch setup; the storyboard's initial window exists and is not shown yet.
+    /// Does the launch setup. The storyboard's initial window exists and is not shown yet.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
-    /// A click on the status item: restores what is miniaturised; where nothing is, opens a login screen.
+    /// The action of the status item: restores the miniaturised windows or, without any, opens a login
+    /// window.
     void showNotification(const QString &activationToken = {});
     void SettingsMenuClicked();
-    /// Somebody has started the application again: brings its windows to the front. Without any it does what
-    /// a click on the status item does.
+    /// Answers a second start: brings the windows to the front or, without any, does as the status item's
+    /// action.
     void activate(const QString &activationToken);
 
     StatusItem statusItem;
-    // Outlets of the layout; what the delegate needs it asks the application.
+    // Declared outlets of the layout; the delegate asks the application for its windows.
     QPointer<Window> window;
     QPointer<Window> mainWindow;
 
 private:
-    /// Ends the application when nothing of it is left on screen and nothing is there to bring it back.
+    /// Ends the application when no window is left and no status icon can bring one back.
     void endIfOutOfReach();
 
     std::shared_ptr<Storyboard> storyboard;

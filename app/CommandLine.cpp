@@ -1,13 +1,19 @@
 #include "app/CommandLine.h"
 
-#include "app/Cleanup.h"
 #include "platform/Configuration.h"
+#include "platform/desktop/ApplicationInstance.h"
+#include "platform/keyring/SystemSecretStore.h"
 #include "platform/Log.h"
 #include "platform/ProcessInfo.h"
 #include "platform/vpn/SystemNetworkVPNManager.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 #include <QUrl>
+
+#include <chrono>
 
 namespace velmora {
 
@@ -15,13 +21,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr int failed = 1;
 constexpr int notUnderstood = 2;
+/// A tunnel without its profile ends within a tenth of a second, unless its daemon hangs.
+constexpr std::chrono::milliseconds tunnelTimeout = 10s;
 
 const QString helpName = u"help"_s;
 const QString versionName = u"version"_s;
-const QString cleanupName = u"cleanup"_s;
+const QString forgetName = u"forget"_s;
 
-/// What QApplication and the window system's plugins take out of the arguments themselves.
+/// The options that QApplication and the window system's plugins take out of the arguments themselves.
 QList<QCommandLineOption> optionsOfQt()
 {
     QList<QCommandLineOption> options;
@@ -37,68 +48,135 @@ QList<QCommandLineOption> optionsOfQt()
     return options;
 }
 
+bool refused(const QString &refusal, const PlatformError &error)
+{
+    printErrorLine(u"velmora: %1: %2"_s.arg(refusal, error.message));
+    return false;
+}
+
+bool forgetItems()
+{
+    SystemSecretStore store;
+    const QString service = configuration::applicationIdentifier();
+    bool hadItems = false;
+    for (const QString &key : {u"token"_s, u"username"_s, u"password"_s, u"sharedSecret"_s}) {
+        const auto item = store.persistentReference(service, key);
+        hadItems = hadItems || !item || *item;
+        if (const Result<> removal = store.remove(service, key); !removal)
+            return refused(u"The keyring does not remove the items of Velmora"_s, removal.error());
+    }
+    printLine(hadItems ? u"Removed the sign-in and the tunnel's secrets from the keyring."_s
+                       : u"The keyring holds nothing of Velmora."_s);
+    return true;
+}
+
+/// Runs the event loop until the operation of the manager has ended.
+std::optional<PlatformError> outcomeOf(VPNManager &manager, void (VPNManager::*operation)(VPNCompletion))
+{
+    QEventLoop loop;
+    std::optional<PlatformError> outcome;
+    (manager.*operation)([&](const std::optional<PlatformError> &error) {
+        outcome = error;
+        loop.quit();
+    });
+    loop.exec();
+    return outcome;
+}
+
+bool hasTunnel(VPNManager &manager)
+{
+    const VPNStatus status = manager.connection().status();
+    return status != VPNStatus::Invalid && status != VPNStatus::Disconnected;
+}
+
+void waitForEndOfTunnel(VPNManager &manager)
+{
+    QEventLoop loop;
+    QObject::connect(&manager, &VPNManager::statusDidChange, &loop, [&] {
+        if (!hasTunnel(manager))
+            loop.quit();
+    });
+    QTimer::singleShot(tunnelTimeout, &loop, &QEventLoop::quit);
+    if (hasTunnel(manager))
+        loop.exec();
+}
+
+bool forgetProfile()
+{
+    SystemNetworkVPNManager manager(SystemNetworkVPNManager::Secrets::None);
+    if (const auto error = outcomeOf(manager, &VPNManager::loadFromPreferences))
+        return refused(u"NetworkManager cannot be asked for the profile \"Velmora\""_s, *error);
+    if (!manager.protocolConfiguration()) {
+        printLine(u"There is no NetworkManager profile \"Velmora\" of this user."_s);
+        return true;
+    }
+    const bool hadTunnel = hasTunnel(manager);
+    if (const auto error = outcomeOf(manager, &VPNManager::removeFromPreferences))
+        return refused(u"NetworkManager did not remove the profile \"Velmora\""_s, *error);
+    waitForEndOfTunnel(manager);
+    const QString end = hasTunnel(manager) ? u"; its tunnel has not ended yet"_s
+                        : hadTunnel        ? u"; its tunnel has ended"_s
+                                           : QString();
+    printLine(u"Removed the NetworkManager profile \"Velmora\"%1."_s.arg(end));
+    return true;
+}
+
+int forget()
+{
+    if (!ProcessInfo::runsOnGLib())
+        return failed;
+    const bool itemsAreGone = forgetItems();
+    const bool profileIsGone = forgetProfile();
+    if (ApplicationInstance::isRunning())
+        printLine(u"The client is running; it stores all this again when it signs in and connects next."_s);
+    return itemsAreGone && profileIsGone ? 0 : failed;
+}
+
 } // namespace
 
-CommandLine::CommandLine(int argc, char *argv[])
+std::optional<int> answerOnTerminal(int argc, char *argv[])
 {
+    QCommandLineParser parser;
     // Qt's options are long ones with a single dash.
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.setApplicationDescription(u"The desktop client of the Velmora VPN service."_s);
     parser.addOptions({
         {{u"h"_s, helpName}, u"Show this text."_s},
         {{u"v"_s, versionName}, u"Show the version and the service that it was built for."_s},
-        {cleanupName, u"Remove the client's profile from NetworkManager, which ends its tunnel."_s},
+        {forgetName,
+         u"Remove the sign-in and the tunnel's secrets from the keyring, and the client's profile "
+         "from NetworkManager, which ends its tunnel."_s},
     });
     parser.addOptions(optionsOfQt());
 
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
+    QString complaint;
     if (!parser.parse(arguments))
         complaint = parser.errorText();
     else if (!parser.positionalArguments().isEmpty())
         complaint = u"Unexpected argument '%1'."_s.arg(parser.positionalArguments().constFirst());
-}
 
-bool CommandLine::startsClient() const
-{
-    return complaint.isEmpty() && !parser.isSet(helpName) && !parser.isSet(versionName) &&
-           !parser.isSet(cleanupName);
-}
-
-int CommandLine::execute() const
-{
     if (!complaint.isEmpty()) {
         printErrorLine(u"velmora: %1 See velmora --help."_s.arg(complaint));
         return notUnderstood;
     }
+    if (parser.isSet(forgetName)) {
+        const QCoreApplication application(argc, argv);
+        return forget();
+    }
     if (parser.isSet(helpName)) {
+        const QCoreApplication application(argc, argv);
         printLine(parser.helpText().trimmed());
-        return 0;
+    } else if (parser.isSet(versionName)) {
+        printLine(u"velmora %1\nAPI host: %2\nweb site host: %3"_s.arg(
+            configuration::version(), QUrl(configuration::apiBaseUrl()).authority(),
+            configuration::webHost()));
+    } else {
+        return std::nullopt;
     }
-    if (parser.isSet(versionName)) {
-        printLine(versionText());
-        return 0;
-    }
-    return cleanUp();
-}
-
-QString CommandLine::versionText()
-{
-    return u"velmora %1\nAPI host: %2\nweb site host: %3"_s.arg(
-        configuration::version(), QUrl(configuration::apiBaseUrl()).authority(), configuration::webHost());
-}
-
-int CommandLine::cleanUp()
-{
-    if (!ProcessInfo::runsOnGLib())
-        return 1;
-    const std::unique_ptr<VPNManager> manager =
-        std::make_unique<SystemNetworkVPNManager>(SystemNetworkVPNManager::Secrets::None);
-    Cleanup cleanup(*manager);
-    QObject::connect(&cleanup, &Cleanup::finished, qApp, &QCoreApplication::exit);
-    cleanup.begin();
-    return QCoreApplication::exec();
+    return 0;
 }
 
 } // namespace velmora

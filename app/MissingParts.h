@@ -1,30 +1,39 @@
 #pragma once
 
-#include "platform/desktop/SystemReadiness.h"
+#include "platform/MissingPart.h"
 
+#include <QList>
 #include <QObject>
 #include <QStringList>
+#include <QTimer>
 
 namespace velmora {
 
-/// Says what the client does not find on the system, in the log and in the strip on the screens, and what to
-/// do about it. Nothing else follows from it: every control works as ever.
+class SecretStore;
+class VPNManager;
+
+/// Tells in the log and in the strip on the screens which parts of the system are missing, and what to do
+/// about it. Nothing else follows from it: every control works as ever.
 class MissingParts final : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit MissingParts(const SystemReadiness &readiness);
+    MissingParts(const SecretStore &store, const VPNManager &manager);
     ~MissingParts() override;
 
-    /// What the strip says when these are missing.
-    static QStringList lines(const QList<SystemReadiness::Missing> &missing);
+    /// The strip's lines for these parts.
+    static QStringList lines(QList<MissingPart> parts);
 
 private:
-    static QString sentence(SystemReadiness::Missing part);
-    void say(const QList<SystemReadiness::Missing> &missing);
+    QList<MissingPart> missing() const;
+    void update();
+    void tell(const QList<MissingPart> &parts);
 
-    QList<SystemReadiness::Missing> said;
+    const SecretStore &store;
+    const VPNManager &manager;
+    QTimer delay;
+    QList<MissingPart> told;
 };
 
 } // namespace velmora

@@ -283,6 +283,12 @@ void Window::makeKeyAndOrderFront()
 
 void Window::activateIgnoringOtherApps(const QString &token)
 {
+    // A modal window comes last, on top of those that it blocks.
+    if (QWidget *const modal = QApplication::activeModalWidget(); modal != nullptr && modal != app().key) {
+        modal->raise();
+        windowsystem::activate(*modal->windowHandle(), token);
+        return;
+    }
     Window *const key = app().key;
     if (key == nullptr || key->windowHandle() == nullptr)
         return;

@@ -1,13 +1,10 @@
 #include "platform/desktop/ApplicationInstance.h"
 
 #include "platform/Configuration.h"
-#include "platform/desktop/ApplicationAdaptor.h"
 #include "platform/Log.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-
-#include <chrono>
 
 namespace velmora {
 
@@ -15,17 +12,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// How long a second start waits for the first one's word. The call reaches it in any case.
-constexpr std::chrono::milliseconds patience = std::chrono::seconds(3);
+/// A second start waits this long for the answer of the first, which gets the call in any case.
+constexpr int timeoutMilliseconds = 3000;
 /// The owner of the name may end between the claim and the call.
-constexpr int mostTries = 3;
+constexpr int maximumTries = 3;
+
+QString objectPath()
+{
+    return u'/' + configuration::applicationIdentifier().replace(u'.', u'/').replace(u'-', u'_');
+}
 
 } // namespace
 
-ApplicationInstance::ApplicationInstance() : bus(QDBusConnection::sessionBus())
-{
-    new ApplicationAdaptor(this);
-}
+ApplicationInstance::ApplicationInstance() : bus(QDBusConnection::sessionBus()) {}
 
 ApplicationInstance::~ApplicationInstance()
 {
@@ -41,13 +40,8 @@ bool ApplicationInstance::isRunning()
 
 QString ApplicationInstance::activationTokenOfStart()
 {
-    // Wayland's name and X11's; a launcher that serves both sets both to the same.
+    // The names of Wayland and of X11; a launcher that serves both gives both the same value.
     return qEnvironmentVariable("XDG_ACTIVATION_TOKEN", qEnvironmentVariable("DESKTOP_STARTUP_ID"));
-}
-
-QString ApplicationInstance::objectPath()
-{
-    return u'/' + configuration::applicationIdentifier().replace(u'.', u'/').replace(u'-', u'_');
 }
 
 ApplicationInstance::Role ApplicationInstance::claim(const QString &activationToken)
@@ -56,9 +50,9 @@ ApplicationInstance::Role ApplicationInstance::claim(const QString &activationTo
         systemLog(u"There is no session bus; a second start cannot be told from the first"_s);
         return Role::First;
     }
-    // The object first: whoever sees the name may call it at once.
-    bus.registerObject(objectPath(), this);
-    for (int tries = 0; tries < mostTries; ++tries) {
+    // Register the object first: who sees the name may call it at once.
+    bus.registerObject(objectPath(), this, QDBusConnection::ExportScriptableSlots);
+    for (int tries = 0; tries < maximumTries; ++tries) {
         const auto reply = bus.interface()->registerService(configuration::applicationIdentifier(),
                                                             QDBusConnectionInterface::DontQueueService,
                                                             QDBusConnectionInterface::DontAllowReplacement);
@@ -75,6 +69,11 @@ ApplicationInstance::Role ApplicationInstance::claim(const QString &activationTo
     return Role::First;
 }
 
+void ApplicationInstance::Activate(const QVariantMap &platformData)
+{
+    Q_EMIT activationRequested(platformData.value(u"activation-token"_s).toString());
+}
+
 bool ApplicationInstance::passOn(const QString &activationToken)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(configuration::applicationIdentifier(), objectPath(),
@@ -85,8 +84,8 @@ bool ApplicationInstance::passOn(const QString &activationToken)
     }
     call << platformData;
     call.setAutoStartService(false);
-    const QDBusMessage reply = bus.call(call, QDBus::Block, static_cast<int>(patience.count()));
-    // One that is busy, with a question to the user perhaps, answers later; only one that is gone does not.
+    const QDBusMessage reply = bus.call(call, QDBus::Block, timeoutMilliseconds);
+    // A busy process answers later, perhaps after a question to the user; only one that is gone never does.
     return reply.type() != QDBusMessage::ErrorMessage ||
            reply.errorName() != u"org.freedesktop.DBus.Error.ServiceUnknown"_s;
 }

@@ -6,18 +6,19 @@
 
 namespace velmora {
 
-/// Makes the application one for the user's session: the process that owns the application's identifier as a
-/// name on the session bus. It offers `org.freedesktop.Application` there, by which a second start, a
-/// desktop's launcher or the bus itself ask it to come to the front.
+/// Makes the application one for the user's session: the first process owns the application's identifier as a
+/// name on the session bus and offers `org.freedesktop.Application` there (freedesktop.org, Desktop Entry). A
+/// second start, a desktop's launcher or the bus itself ask it to come to the front.
 class ApplicationInstance final : public QObject
 {
     Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
     enum class Role {
-        /// This process is the application; also without a session bus.
+        /// This process is the application, also without a session bus.
         First,
-        /// Another process is, and has been asked to come to the front.
+        /// Another process is the application and has been asked to come to the front.
         Second,
     };
 
@@ -30,10 +31,18 @@ public:
 
     /// Whether a process of this session is the application.
     static bool isRunning();
-    /// The permission that this process was started with; to be read before the window system's connection
-    /// takes it out of the environment.
+    /// The permission that this process was started with. Read it before the window system's connection takes
+    /// it out of the environment.
     static QString activationTokenOfStart();
-    static QString objectPath();
+
+public Q_SLOTS:
+    // There are no files to open and no actions: each call brings the application to the front.
+    Q_SCRIPTABLE void Activate(const QVariantMap &platformData);
+    Q_SCRIPTABLE void Open(const QStringList &, const QVariantMap &platformData) { Activate(platformData); }
+    Q_SCRIPTABLE void ActivateAction(const QString &, const QVariantList &, const QVariantMap &platformData)
+    {
+        Activate(platformData);
+    }
 
 Q_SIGNALS:
     void activationRequested(const QString &activationToken);

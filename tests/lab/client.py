@@ -14,6 +14,8 @@ import time
 from person import CONNECT_SECONDS, Client, check, descendants, labctl, play, until
 
 USER, PASSWORD = os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"]
+NO_KEYRING = "No keyring: install one, such as gnome-keyring"
+LOCKED = "The keyring is locked: your sign-in is kept, and saved once you unlock it"
 SURVEY_SECONDS = 60
 # The whole screen, read control by control.
 ANSWERED_SECONDS = 2
@@ -72,14 +74,14 @@ def missing_parts(client):
         check(f"{part} {verb}", labctl(part, verb)[0])
     client.lines("stderr")
     client.start()
-    said(client, "No NetworkManager: install network-manager-vpnc", "No keyring: install gnome-keyring")
+    said(client, "No NetworkManager: install network-manager-vpnc", NO_KEYRING)
     client.desktop.picture("missing")
     logged = client.lines("stderr")
     check("a line in the log for each", logged == [
         "No NetworkManager: install or start network-manager", "No VPN plugin: install network-manager-vpnc",
-        "No keyring: install gnome-keyring"], logged)
+        NO_KEYRING], logged)
     labctl("nm", "start")
-    said(client, "No VPN plugin: install network-manager-vpnc", "No keyring: install gnome-keyring")
+    said(client, "No VPN plugin: install network-manager-vpnc", NO_KEYRING)
     labctl("plugin", "install")
     labctl("keyring", "start")
     said(client)
@@ -87,13 +89,13 @@ def missing_parts(client):
     client.choose("Berlin")
     until("connected with what has come", client.try_to_connect, CONNECT_SECONDS)
     labctl("keyring", "lock")
-    said(client, "The keyring is locked: unlock it or restart Velmora")
+    said(client, LOCKED)
     client.desktop.picture("locked")
     client.disconnect()
     # At the start it is asked for once; the lab has nothing that could show the prompt.
     client.kill()
     client.start()
-    said(client, "The keyring is locked: unlock it or restart Velmora")
+    said(client, LOCKED)
     client.button("Sign in")
     labctl("keyring", "unlock")
     said(client)
@@ -103,30 +105,44 @@ def missing_parts(client):
     client.disconnect()
 
 
-def cleanup(client):
-    environment = {name: value for name, value in os.environ.items() if name != "DISPLAY"}
+def forget(client):
+    environment = {name: value for name, value in os.environ.items() if name not in ("DISPLAY", "QT_QPA_PLATFORM")}
 
     def run(option, words, status=0):
         done = subprocess.run([client.program, option], env=environment, capture_output=True, text=True, timeout=60)
         check(f"{option} says “{words}”", done.returncode == status and words in done.stdout + done.stderr, done)
-        return done.stdout
+
+    def items():
+        return os.popen("secret-tool search --all service com.velmora.Client 2>&1").read()
 
     client.connect()
-    search, clear = run("--cleanup", "its tunnel has ended.\nThe client is running").splitlines()[-2:]
+    check("four items in the keyring", items().count("attribute.key = ") == 4, items())
+    run("--forget", "Removed the sign-in and the tunnel's secrets from the keyring.\n"
+                    'Removed the NetworkManager profile "Velmora"; its tunnel has ended.\nThe client is running')
     check("no profile", "Velmora" not in os.popen("nmcli connection").read())
+    check("no item", "attribute.key" not in items(), items())
     client.desktop.wait_for_text("Disconnected")
-    run("--cleanup", "There is no NetworkManager profile")
+    run("--forget", 'The keyring holds nothing of Velmora.\nThere is no NetworkManager profile "Velmora" of this user.')
+    client.kill()
+    client.start()
+    client.sign_in(USER, PASSWORD)
+    client.choose("Berlin")
     client.connect()
     client.disconnect()
-    run("--cleanup", 'Removed the NetworkManager profile "Velmora".\n')
+    labctl("keyring", "lock")
+    run("--forget", "The keyring does not remove the items of Velmora", 1)
+    check("the profile goes all the same", "Velmora" not in os.popen("nmcli connection").read())
+    labctl("keyring", "unlock")
     labctl("nm", "stop")
-    run("--cleanup", "NetworkManager is not running", 1)
+    run("--forget", "NetworkManager cannot be asked for the profile", 1)
     labctl("nm", "start")
-    check("the keyring items, as the cleanup names them", "com.velmora.Client: token" in os.popen(search).read())
-    os.system(clear)
-    check("no keyring item", os.popen(search).read() == "")
-    run("--clean", "", 2)
+    check("no item", "attribute.key" not in items(), items())
+    run("--forge", "", 2)
     run("--version", "API host: api.velmora.test")
+    client.kill()
+    client.start()
+    client.sign_in(USER, PASSWORD)
+    client.choose("Berlin")
 
 
 def survey(client):
@@ -156,4 +172,4 @@ def survey(client):
 
 if __name__ == "__main__":
     sys.exit(play(Client(*sys.argv[1:3]), (
-        main_job, killed_while_connected, refused_by_the_gateway, cleanup, missing_parts, survey)))
+        main_job, killed_while_connected, refused_by_the_gateway, forget, missing_parts, survey)))

@@ -53,10 +53,17 @@ public:
         return found;
     }
     void unlock() override {}
+    QList<MissingPart> missing() const override { return missingParts; }
+    void lack(const QList<MissingPart> &parts)
+    {
+        missingParts = parts;
+        Q_EMIT missingChanged();
+    }
 
     /// By key; a reference is "ref:" and the key.
     QMap<QString, QString> items;
     bool failing = false;
+    QList<MissingPart> missingParts;
 
 private:
     static QByteArray referenceOf(const QString &key) { return "ref:" + key.toUtf8(); }

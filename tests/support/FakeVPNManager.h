@@ -43,6 +43,13 @@ public:
     void startVPNTunnel(VPNCompletion completion) override { answer("start", starts, completion); }
     void stopVPNTunnel() override { OutputCapture::note(QStringLiteral("vpn stop")); }
 
+    QList<MissingPart> missing() const override { return missingParts; }
+    void lack(const QList<MissingPart> &parts)
+    {
+        missingParts = parts;
+        Q_EMIT missingChanged();
+    }
+
     /// Takes the status and posts it.
     void post(VPNStatus status)
     {
@@ -58,6 +65,7 @@ public:
     std::optional<VPNProtocolIPSec> protocol;
     bool profileEnabled = false;
     VPNStatus currentStatus = VPNStatus::Invalid;
+    QList<MissingPart> missingParts;
 
 private:
     void answer(const char *call, QQueue<std::optional<PlatformError>> &scripted,

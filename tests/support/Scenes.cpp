@@ -88,7 +88,7 @@ void present(QWidget &widget, const QString &name, const scenes::Visitor &visit)
     visit(widget, name);
 }
 
-void sayMissing(const QList<SystemReadiness::Missing> &parts)
+void sayMissing(const QList<MissingPart> &parts)
 {
     NoticeStrip::setLines(MissingParts::lines(parts));
 }
@@ -136,7 +136,7 @@ void showHome(const scenes::Visitor &visit)
     present(widget, u"install"_s, visit);
     ui.installModal->setVisible(false);
     setStatus(u"Reasserting Connection"_s);
-    using Missing = SystemReadiness::Missing;
+    using Missing = MissingPart;
     sayMissing({Missing::NetworkManager, Missing::VPNPlugin, Missing::UnlockedKeyring});
     present(widget, u"home-missing"_s, visit);
     sayMissing({});
@@ -160,7 +160,7 @@ void showAlert(const scenes::Visitor &visit)
 void scenes::showAll(const Visitor &visit)
 {
     showScreen(u"LoginVC"_s, u"login"_s, visit);
-    sayMissing({SystemReadiness::Missing::UnlockedKeyring});
+    sayMissing({MissingPart::UnlockedKeyring});
     showScreen(u"LoginVC"_s, u"login-missing"_s, visit);
     sayMissing({});
     showScreen(u"ForgotVC"_s, u"reset"_s, visit);

@@ -60,6 +60,27 @@ def metacity_shows_the_window_on_each_workspace(stage):
     four_workspaces(stage, "metacity", "metacity", "--replace", "--no-composite")
 
 
+@scene()
+def an_open_alert_stays_on_top_of_what_comes_to_the_front(stage):
+    stage.spawn("panel", "/usr/bin/python3", PANEL)
+    stage.on_the_bus(WATCHER)
+    client = stage.start_client()
+    client.press("Sign in")
+    client.button("OK")
+    alert = hex(int(output("xdotool", "getactivewindow")))
+    icon = until("the icon in the panel", lambda: re.search(r"'([^'/]+)/", items()))[1]
+    for what, bring in (
+            ("a click, which opens a window",
+             lambda: bus_call(icon, "/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", "0", "0")),
+            ("a second start", lambda: stage.run(*client.program.split()))):
+        bring()
+        until("two windows and the alert", lambda: len(shown()) == 3)
+        until(f"{what}: the alert on top and active", lambda: hex(int(output("xdotool", "getactivewindow"))) == alert and
+              re.findall("0x[0-9a-f]+", of_root("_NET_CLIENT_LIST_STACKING"))[-1] == alert)
+        stage.picture(what.split(",")[0].replace(" ", "-"))
+    client.press("OK")
+
+
 @scene("weston", "qt6-wayland")
 def weston_shows_the_client_and_its_icon_opens_and_quits(stage):
     stage.spawn("weston", "weston", "--backend=x11-backend.so", "--width=1000", "--height=760", "--socket=velmora",
