@@ -27,14 +27,12 @@ def in_lab(build, targets=(), endpoints=None, arguments=()):
     if "VELMORA_LAB" in os.environ:
         return
     build = os.path.abspath(build)
-    targets = ["velmora", "velmora-lab-service", "velmora-lab-unlock", "velmora-lab-distance", *targets]
-    subprocess.run(["cmake", "--build", build, "--target", *targets], stdout=subprocess.DEVNULL, check=True)
+    subprocess.run(["cmake", "--build", build, "--target", "velmora", *targets], stdout=subprocess.DEVNULL, check=True)
     lab = os.path.join(ROOT, "lab", "lab")
     subprocess.run([lab, "check"], stdout=sys.stderr, check=True)
     with tempfile.TemporaryDirectory(prefix="velmora-bench-") as folder:
         seed = write_seed(os.path.join(folder, "seed.txt"), endpoints)
-        done = subprocess.run([lab, "run", "--display", "virtual", "--seed", seed, "--service",
-                               f"{build}/lab/velmora-lab-service", "--", os.path.abspath(sys.argv[0]), build,
+        done = subprocess.run([lab, "run", "--display", "virtual", "--seed", seed, "--", os.path.abspath(sys.argv[0]), build,
                                *arguments], check=False)
     sys.exit(done.returncode)
 

@@ -2,8 +2,7 @@
 
 add_library(velmora_flags INTERFACE)
 target_compile_options(velmora_flags INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion -Wno-sign-conversion
-    -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion -Wno-sign-conversion)
 # GIO uses "signals" as a name, so Qt's lower-case keywords are off.
 target_compile_definitions(velmora_flags INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING

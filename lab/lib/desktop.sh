@@ -240,7 +240,7 @@ keyringLock() {
     labUntil 5 keyringIsLocked true || labFail keyring "does not lock"
 }
 keyringUnlock() {
-    "${VELMORA_LAB_SERVICE%/*}/velmora-lab-unlock" "$keyringPassword" >>"$VELMORA_LAB/log/keyring.log" 2>&1
+    "$labLib/../unlock" "$keyringPassword" >>"$VELMORA_LAB/log/keyring.log" 2>&1
     labUntil 5 keyringIsLocked false || labFail keyring "does not unlock"
 }
 

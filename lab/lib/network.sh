@@ -65,6 +65,7 @@ END
     networkDo ip netns exec router sh -c 'cd /proc/sys/net/ipv6/conf/all && echo 1 >forwarding && echo 1 >keep_addr_on_down'
 
     # The ways there and back differ, which is no forgery here.
+    # shellcheck disable=SC2016  # expanded by the inner shell
     ip netns exec router sh -c 'for each in /proc/sys/net/ipv4/conf/*/rp_filter; do echo 0 >"$each"; done'
 
     # "No route" is answered every time, not once a second.
@@ -95,7 +96,7 @@ END
 
 # The forwarder that gives the endpoints their distance.
 distanceStart() {
-    labSpawn distance ip netns exec router "${VELMORA_LAB_SERVICE%/*}/velmora-lab-distance" \
+    labSpawn distance ip netns exec router "$labLib/../distance" \
         "$VELMORA_LAB/seed.txt" "$labDistance" "$VELMORA_LAB/distance.ready"
 }
 distanceReady() { labReady distance 5 test -e "$VELMORA_LAB/distance.ready"; }

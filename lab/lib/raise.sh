@@ -1,4 +1,4 @@
-#!/bin/bash
+#!/usr/bin/env bash
 # shellcheck source-path=SCRIPTDIR
 # The first process inside a lab's namespaces: raises the parts, runs the
 # command, and takes everything with it when it ends.
@@ -35,8 +35,9 @@ labSetup() { # what must stand before anything is started
     labEnvironment
     # shellcheck source=common.sh
     . "$labLib/common.sh"
-    chown "$VELMORA_LAB_UID:$VELMORA_LAB_GID" "$HOME" "$XDG_RUNTIME_DIR"
-    chmod 700 "$HOME" "$XDG_RUNTIME_DIR"
+    # The person's, before a program of root's makes one of them.
+    install -d -m 700 -o "$VELMORA_LAB_UID" -g "$VELMORA_LAB_GID" "$HOME" "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME" \
+        "$XDG_CACHE_HOME" "$HOME/.local" "$XDG_DATA_HOME" "$XDG_STATE_HOME"
     cp "$LAB_SEED" "$VELMORA_LAB/seed.txt"
     mkdir "$labPrograms"
     cp /usr/sbin/charon-systemd /usr/sbin/swanctl "$(command -v dnsmasq)" "$(command -v tcpdump)" "$labPrograms/"
@@ -72,7 +73,8 @@ labEnvironment() {
     export XDG_CACHE_HOME=$HOME/.cache XDG_STATE_HOME=$HOME/.local/state
     export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/dbus/system_bus_socket
     export DBUS_SESSION_BUS_ADDRESS=unix:path=$XDG_RUNTIME_DIR/bus
-    export QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+    # Root leaves nothing in the person's tree.
+    export QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1 PYTHONDONTWRITEBYTECODE=1
     [[ ${LC_ALL:-${LC_CTYPE:-${LANG:-}}} == *[Uu][Tt][Ff]* ]] || export LC_ALL=C.UTF-8
 
     mkdir -p "$VELMORA_LAB/bin"
@@ -164,7 +166,11 @@ labStep keyringReady
 labStep logindReady
 labStep nmReady
 labWriteEnvironment
+labCallersLogs=$LAB_LOGS
 [[ -z $LAB_VERBOSE ]] || labSay "raised in $(((${EPOCHREALTIME/[.,]/} - ${labBegan/[.,]/}) / 1000)) ms"
 unset "${!LAB_@}"
 
 "$@"
+labStatus=$?
+[[ -z $labCallersLogs ]] || chown -R "$VELMORA_LAB_UID:$VELMORA_LAB_GID" "$VELMORA_LAB/log"
+exit "$labStatus"

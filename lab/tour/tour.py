@@ -120,7 +120,7 @@ class Tour:
         if not alive:
             raise NotSo(f"no ping through the tunnel: {said}")
         name = os.environ["VELMORA_LAB_USER"]
-        _, log = labctl("gateway", "log")
+        _, log = labctl("log", "gateway")
         if f"XAuth authentication of '{name}' successful" not in log:
             raise NotSo(f"the gateway's log does not name {name}")
         say("ping", f"{os.environ['VELMORA_LAB_PING']} answers through the tunnel; the gateway knows {name}")

@@ -29,6 +29,8 @@ sys.path.insert(0, HERE)
 from stage import SCENES, NotSo, Stage  # noqa: E402
 
 NO_LAB = 77
+# The person at the desktop where root plays the scenes.
+NOBODY = 65534
 
 
 def installed(package):
@@ -52,8 +54,7 @@ def play(name, client, folder):
             return "SKIP", f"this distribution has no package {entry}"
     environment = dict(os.environ, G_DEBUG="fatal-criticals")
     if os.geteuid() == 0 and "SUDO_UID" not in environment:
-        # The person at the desktop is not root.
-        environment.update(SUDO_UID="65534", SUDO_GID="65534")
+        environment.update(SUDO_UID=str(NOBODY), SUDO_GID=str(NOBODY))
     options = scene.lab if "--display" in scene.lab else ("--display", "virtual", *scene.lab)
     command = [LAB, "run", *options, "--", sys.executable, __file__, "--inside", name, client,
                os.path.join(folder, name)]
@@ -81,6 +82,8 @@ def inside(name, client, folder):
             stage.end(program)
         if stage.client is not None:
             stage.client.process.kill()
+        if (person := int(os.environ["VELMORA_LAB_UID"])) != NOBODY:
+            subprocess.run(["chown", "-R", f"{person}:{os.environ['VELMORA_LAB_GID']}", folder], check=True)
     return 0
 
 
