@@ -23,6 +23,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds openDelay = 50ms;
 constexpr std::chrono::milliseconds retryInterval = 2s;
 constexpr std::chrono::milliseconds objectsRetry = 50ms;
+constexpr std::chrono::milliseconds startupPoll = 200ms;
 /// The answer may take as long as the daemon lives; after that the bus gives one.
 constexpr int withoutTimeout = INT_MAX;
 
@@ -92,8 +93,9 @@ void SystemNetworkClient::open()
     };
     follow({}, busPath + u"/Local"_s, busService + u".Local"_s, u"Disconnected"_s);
     follow(busService, busPath, busService, u"NameOwnerChanged"_s, {daemonService});
-    follow(daemonService, daemonPath, propertiesInterface, u"PropertiesChanged"_s, {daemonService});
+    // Not the manager's list of activations, which it sends anew with each change of any device.
     follow(daemonService, {}, tunnelInterface, u"StateChanged"_s);
+    follow(daemonService, {}, daemonService + u".VPN.Connection"_s, u"VpnStateChanged"_s);
     follow(daemonService, settingsPath, settingsInterface, u"NewConnection"_s);
     follow(daemonService, settingsPath, settingsInterface, u"ConnectionRemoved"_s);
     follow(daemonService, {}, profileInterface, u"Updated"_s);
@@ -191,8 +193,8 @@ void SystemNetworkClient::noticed(const QDBusMessage &signal)
         setOwner(arguments.value(2).toString());
     else if (owner.isEmpty())
         return;
-    else if (name == u"PropertiesChanged")
-        takeProperties(qdbus_cast<QVariantMap>(arguments.value(1)));
+    else if (name.endsWith(u"StateChanged") && !tunnels.contains(numberOf(signal.path())))
+        readTunnel(numberOf(signal.path()));
     else if (name == u"StateChanged")
         tunnelMoved(numberOf(signal.path()), arguments);
     else if (name == u"ConnectionRemoved" && pathIn(arguments) == savedPath)
@@ -204,18 +206,20 @@ void SystemNetworkClient::noticed(const QDBusMessage &signal)
 
 void SystemNetworkClient::takeProperties(const QVariantMap &properties)
 {
-    startingUp = properties.value(u"Startup"_s, startingUp).toBool();
-    if (properties.contains(u"ActiveConnections"_s)) {
-        const SystemNetworkTunnels before = std::exchange(tunnels, {});
-        for (const auto &path : qdbus_cast<QList<QDBusObjectPath>>(properties[u"ActiveConnections"_s])) {
-            const quint64 number = numberOf(path.path());
-            if (const auto found = before.find(number); found != before.end())
-                tunnels.insert(*found);
-            else
-                readTunnel(number);
-        }
-    }
+    startingUp = properties.value(u"Startup"_s).toBool();
+    for (const auto &path : qdbus_cast<QList<QDBusObjectPath>>(properties.value(u"ActiveConnections"_s)))
+        readTunnel(numberOf(path.path()));
     Q_EMIT changed();
+    if (!startingUp)
+        return;
+    const auto read = [this](const auto &error, const QVariant &value) {
+        if (!error)
+            takeProperties(qdbus_cast<QVariantMap>(value));
+    };
+    QTimer::singleShot(startupPoll, this, [this, read, asked = owner] {
+        if (owner == asked)
+            call(daemonPath, propertiesInterface, u"GetAll"_s, {daemonService}, read, withoutTimeout);
+    });
 }
 
 void SystemNetworkClient::readTunnel(quint64 number)

@@ -112,8 +112,8 @@ private:
             reply({QVariantMap()});
         } else if (method == QStringLiteral("ActivateConnection")) {
             tunnels << path + QStringLiteral("/ActiveConnection/") + QString::number(++number);
-            emitSignal(path, QStringLiteral("org.freedesktop.DBus.Properties"),
-                       QStringLiteral("PropertiesChanged"), {name, activeConnections(), QStringList()});
+            emitSignal(tunnels.last(), name + QStringLiteral(".VPN.Connection"),
+                       QStringLiteral("VpnStateChanged"), {3U, 0U});
             reply({QVariant::fromValue(QDBusObjectPath(tunnels.last()))});
         } else {
             reply({});
