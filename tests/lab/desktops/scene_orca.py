@@ -137,7 +137,7 @@ def orca_speaks_what_is_missing(stage):
     client = stage.start_client()
     orca.speaks("Velmora frame", "User name text", "No NetworkManager: install or start network-manager")
     labctl("keyring", "kill")
-    orca.speaks("No keyring: install gnome-keyring")
+    orca.speaks("No keyring: install one, such as gnome-keyring")
     client.desktop.key("Return")
     orca.speaks("Alert dialog Please enter user name", "OK button")
     client.desktop.key("Return")
