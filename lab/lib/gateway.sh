@@ -80,6 +80,9 @@ pools {
 include secrets.conf
 END
     (umask 077 && : >"$SWANCTL_DIR/secrets.conf")
+    # The person may read it; the daemon would make it for root alone.
+    : >>"$VELMORA_LAB/log/gateway.log"
+    chmod 644 "$VELMORA_LAB/log/gateway.log"
 }
 
 gatewayStart() {

@@ -10,7 +10,7 @@ import subprocess
 import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from desktop import Atspi, Desktop, NotSo, text_of, until  # noqa: E402
+from desktop import Atspi, Desktop, NotSo, is_showing, text_of, until  # noqa: E402
 from shell import Shell  # noqa: E402
 
 CONNECT_SECONDS = 30
@@ -63,11 +63,13 @@ class Tour:
                        f"{len(self.rows(self.favorites))} favourites")
 
     def rows(self, the_list):
-        return [the_list.get_child_at_index(index) for index in range(the_list.get_child_count())]
+        """Those on screen; a list has a child for each of its rows."""
+        rows = (the_list.get_child_at_index(index) for index in range(the_list.get_child_count()))
+        return [row for row in rows if row is not None and is_showing(row)]
 
     def row(self, the_list, name):
         for row in self.rows(the_list):
-            if row is not None and row.get_name().startswith(name):
+            if row.get_name().startswith(name):
                 return row
         return None
 
