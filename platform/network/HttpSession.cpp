@@ -162,6 +162,13 @@ void HttpSession::start()
     // press. A connection serves one request, so what is left of it is dropped as soon as the library can.
     d->session.reset(soup_session_new_with_options("max-conns", 256, "max-conns-per-host", 256,
                                                    "idle-timeout", 1, nullptr));
+    // GLib asks for proxies over a session bus connection of its own, with whose end it would end the
+    // process.
+    const auto opened = [](GObject *, GAsyncResult *result, gpointer) {
+        if (const GObjectPtr<GDBusConnection> bus(g_bus_get_finish(result, nullptr)); bus)
+            g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    };
+    g_bus_get(G_BUS_TYPE_SESSION, nullptr, opened, nullptr);
     for (auto &[request, handler] : std::exchange(d->waiting, {}))
         send(request, std::move(handler));
 }
