@@ -11,4 +11,8 @@ namespace velmora {
 /// than a screen that leaves it.
 void announce(QWidget *where, const QString &text);
 
+/// Gives windows and panels the roles by which a screen reader reads them, and keeps passwords from it.
+/// Called before the first window is shown; further calls do nothing.
+void installAccessibility();
+
 } // namespace velmora

@@ -46,35 +46,24 @@ QColor faintest(const QPalette &palette, double share, double wanted)
     return text;
 }
 
-struct Tones
-{
-    QColor window, base, alternate, text, button, faint, outline, tip, tipText, link;
-};
-
-QPalette paletteOf(const Tones &tones)
+QPalette paletteOf(QRgb window, QRgb base, QRgb text, QRgb button, QRgb tip)
 {
     QPalette palette;
-    palette.setColor(QPalette::Window, tones.window);
-    palette.setColor(QPalette::WindowText, tones.text);
-    palette.setColor(QPalette::Base, tones.base);
-    palette.setColor(QPalette::AlternateBase, tones.alternate);
-    palette.setColor(QPalette::Text, tones.text);
-    palette.setColor(QPalette::BrightText, tones.text);
-    palette.setColor(QPalette::Button, tones.button);
-    palette.setColor(QPalette::ButtonText, tones.text);
-    palette.setColor(QPalette::PlaceholderText, tones.faint);
-    palette.setColor(QPalette::ToolTipBase, tones.tip);
-    palette.setColor(QPalette::ToolTipText, tones.tipText);
-    palette.setColor(QPalette::Link, tones.link);
-    palette.setColor(QPalette::Light, mix(tones.window, Qt::white, 0.4));
-    palette.setColor(QPalette::Midlight, mix(tones.window, Qt::white, 0.2));
-    palette.setColor(QPalette::Mid, tones.outline);
-    palette.setColor(QPalette::Dark, mix(tones.window, Qt::black, 0.35));
-    palette.setColor(QPalette::Shadow, mix(tones.window, Qt::black, 0.7));
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-        palette.setColor(QPalette::Disabled, role, mix(tones.window, tones.text, 0.45));
-    if (wantsHighContrast)
-        palette.setColor(QPalette::PlaceholderText, quietText(palette));
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::Button, button);
+    palette.setColor(QPalette::ToolTipBase, tip);
+    palette.setColor(QPalette::ToolTipText, 0xf4f4f7);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(role, text);
+        palette.setColor(QPalette::Disabled, role, mix(window, text, 0.45));
+    }
+    palette.setColor(QPalette::PlaceholderText, quietText(palette));
+    palette.setColor(QPalette::Light, mix(window, Qt::white, 0.4));
+    palette.setColor(QPalette::Midlight, mix(window, Qt::white, 0.2));
+    palette.setColor(QPalette::Mid, outline(palette));
+    palette.setColor(QPalette::Dark, mix(window, Qt::black, 0.35));
+    palette.setColor(QPalette::Shadow, mix(window, Qt::black, 0.7));
     return withAccent(palette);
 }
 
@@ -151,30 +140,12 @@ QPalette onFill(const QColor &fill, const QColor &text)
 
 QPalette lightPalette()
 {
-    return paletteOf({.window = QColor(0xf6, 0xf6, 0xf9),
-                      .base = Qt::white,
-                      .alternate = QColor(0xf0, 0xf0, 0xf4),
-                      .text = QColor(0x1a, 0x1c, 0x23),
-                      .button = Qt::white,
-                      .faint = QColor(0x6a, 0x6e, 0x7a),
-                      .outline = QColor(0xd9, 0xda, 0xe0),
-                      .tip = QColor(0x2a, 0x2c, 0x34),
-                      .tipText = QColor(0xf4, 0xf4, 0xf7),
-                      .link = QColor(0x3f, 0x51, 0xd6)});
+    return paletteOf(0xf6f6f9, 0xffffff, 0x1a1c23, 0xffffff, 0x2a2c34);
 }
 
 QPalette darkPalette()
 {
-    return paletteOf({.window = QColor(0x1b, 0x1c, 0x21),
-                      .base = QColor(0x25, 0x27, 0x2d),
-                      .alternate = QColor(0x20, 0x22, 0x27),
-                      .text = QColor(0xec, 0xed, 0xf1),
-                      .button = QColor(0x2e, 0x30, 0x37),
-                      .faint = QColor(0x9a, 0x9e, 0xaa),
-                      .outline = QColor(0x3c, 0x3e, 0x47),
-                      .tip = QColor(0x3a, 0x3c, 0x45),
-                      .tipText = QColor(0xf4, 0xf4, 0xf7),
-                      .link = QColor(0x9a, 0xa6, 0xff)});
+    return paletteOf(0x1b1c21, 0x25272d, 0xecedf1, 0x2e3037, 0x3a3c45);
 }
 
 bool isFallback(const QPalette &desktop)

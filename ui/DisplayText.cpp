@@ -1,39 +1,18 @@
 #include "ui/DisplayText.h"
 
-#include <algorithm>
+#include <QRegularExpression>
 
 namespace velmora {
 
-namespace {
-
-bool isDirectional(QChar character)
-{
-    return (character >= QChar(0x202A) && character <= QChar(0x202E)) ||
-           (character >= QChar(0x2066) && character <= QChar(0x2069));
-}
-
-QChar shown(QChar character)
-{
-    switch (character.category()) {
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return u'\n';
-    case QChar::Other_Control:
-        return character == u'\n' ? character : u' ';
-    case QChar::Other_Format:
-        return isDirectional(character) ? QChar(QChar::ReplacementCharacter) : character;
-    default:
-        return character;
-    }
-}
-
-} // namespace
+using namespace Qt::StringLiterals;
 
 QString displayText(const QString &text)
 {
-    QString result = text;
-    std::transform(text.cbegin(), text.cend(), result.begin(), shown);
-    return result;
+    static const QRegularExpression separator(u"[\\x{2028}\\x{2029}]"_s);
+    static const QRegularExpression control(u"(?!\\n)\\p{Cc}"_s);
+    static const QRegularExpression directional(u"[\\x{202A}-\\x{202E}\\x{2066}-\\x{2069}]"_s);
+    QString shown = text;
+    return shown.replace(separator, u"\n"_s).replace(control, u" "_s).replace(directional, u"\uFFFD"_s);
 }
 
 } // namespace velmora

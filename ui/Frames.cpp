@@ -51,21 +51,25 @@ void Heading::setImageName(const QString &name)
     icon->setVisible(!name.isEmpty());
 }
 
+QWidget *nextControl(const QWidget *part, QWidget *from, bool forwards)
+{
+    QWidget *next = from;
+    do
+        next = forwards ? next->nextInFocusChain() : next->previousInFocusChain();
+    while (next != from && !((next->focusPolicy() & Qt::TabFocus) != 0 && part->isAncestorOf(next) &&
+                             next->isVisible() && next->isEnabled()));
+    return next;
+}
+
 void focusFirstControl(QWidget *part)
 {
-    QWidget *first = nullptr;
+    QWidget *first = nextControl(part, part, true);
     const QList<QPushButton *> buttons = part->findChildren<QPushButton *>();
     for (QPushButton *const button : buttons) {
         if (button->isDefault() && button->isVisible())
             first = button;
     }
-    for (QWidget *next = part->nextInFocusChain(); first == nullptr && next != part;
-         next = next->nextInFocusChain()) {
-        const bool takesTab = (next->focusPolicy() & Qt::TabFocus) != 0;
-        if (takesTab && part->isAncestorOf(next) && next->isVisible() && next->isEnabled())
-            first = next;
-    }
-    if (first != nullptr)
+    if (first != part)
         first->setFocus(Qt::OtherFocusReason);
 }
 

@@ -42,6 +42,10 @@ private:
     TextLabel *textLabel;
 };
 
+/// The control within `part` that Tab reaches from `from`, or Shift+Tab where it does not go forwards; `from`
+/// itself where there is no other.
+QWidget *nextControl(const QWidget *part, QWidget *from, bool forwards);
+
 /// Gives the focus to the default button of `part` or, where it has none, to the first control in the tab
 /// order.
 void focusFirstControl(QWidget *part);

@@ -10,12 +10,11 @@ namespace velmora {
 class TextLabel : public QLabel
 {
     Q_OBJECT
-    Q_PROPERTY(velmora::Style::TextRole role READ role WRITE setRole)
+    Q_PROPERTY(velmora::Style::TextRole role MEMBER textRole WRITE setRole)
 
 public:
     explicit TextLabel(QWidget *parent = nullptr);
 
-    Style::TextRole role() const { return textRole; }
     void setRole(Style::TextRole role);
 
 protected:

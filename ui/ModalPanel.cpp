@@ -39,10 +39,8 @@ void ModalPanel::setVisible(bool visible)
     } else if (!visible && was && isAncestorOf(window()->focusWidget())) {
         // Hiding the focused widget would move the focus to an unrelated one. From a panel that covers
         // another one, the focus returns to that one.
-        QWidget *const target =
-            previousFocus != nullptr && previousFocus->isVisible() ? previousFocus : nullptr;
-        if (target != nullptr)
-            target->setFocus(Qt::OtherFocusReason);
+        if (previousFocus != nullptr && previousFocus->isVisible())
+            previousFocus->setFocus(Qt::OtherFocusReason);
         else
             window()->focusWidget()->clearFocus();
     }
@@ -78,18 +76,8 @@ void ModalPanel::mousePressEvent(QMouseEvent *event)
 
 bool ModalPanel::focusNextPrevChild(bool next)
 {
-    const QWidget *const start = window()->focusWidget();
-    QWidget *widget = window()->focusWidget();
-    while (widget != nullptr) {
-        widget = next ? widget->nextInFocusChain() : widget->previousInFocusChain();
-        if (widget == start)
-            break;
-        const bool takesTab = (widget->focusPolicy() & Qt::TabFocus) != 0;
-        if (isAncestorOf(widget) && takesTab && widget->isVisible() && widget->isEnabled()) {
-            widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
-            return true;
-        }
-    }
+    if (QWidget *const from = window()->focusWidget())
+        nextControl(this, from, next)->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     return true;
 }
 

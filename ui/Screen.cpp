@@ -7,63 +7,46 @@
 #include <QVariant>
 #include <QWindow>
 
+#include <utility>
+
 namespace velmora {
-
-namespace {
-
-constexpr QSize ordinarySize(400, 680);
-
-} // namespace
-
-Screen::Screen() = default;
-
-Screen::~Screen() = default;
-
-void Screen::ViewRelease::operator()(QWidget *widget) const
-{
-    // The view may be the receiver of the event that is being handled.
-    widget->hide();
-    widget->setParent(nullptr);
-    widget->deleteLater();
-}
 
 void Screen::release(Screen *screen)
 {
     screen->willBeReleased();
-    screen->view.reset();
+    if (QWidget *const view = std::exchange(screen->view, nullptr)) {
+        // The view may be the receiver of the event that is being handled.
+        view->hide();
+        view->setParent(nullptr);
+        view->deleteLater();
+    }
     screen->deleteLater();
 }
 
 QWidget *Screen::loadedView()
 {
-    if (!view) {
-        view.reset(makeView().release());
+    if (view == nullptr) {
+        view = makeView().release();
         connectSegues();
         viewDidLoad();
     }
-    return view.get();
+    return view;
 }
 
 Window *Screen::window() const
 {
-    return view ? qobject_cast<Window *>(view->window()) : nullptr;
+    return view != nullptr ? qobject_cast<Window *>(view->window()) : nullptr;
 }
 
-void Screen::viewDidLoad() {}
-
-void Screen::viewDidAppear() {}
-
-void Screen::willBeReleased() {}
-
-QSize Screen::preferredContentSize()
+std::shared_ptr<Screen> Screen::instantiate(const ScreenIdentifier &identifier) const
 {
-    return ordinarySize;
+    const std::shared_ptr<Storyboard> board = storyboard();
+    return board ? board->instantiate(identifier) : nullptr;
 }
 
 void Screen::replaceBy(const ScreenIdentifier &identifier)
 {
-    const std::shared_ptr<Storyboard> board = storyboard();
-    const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr;
+    const std::shared_ptr<Screen> screen = instantiate(identifier);
     Window *const target = window();
     if (screen && target != nullptr)
         target->setContentViewController(screen);
@@ -71,8 +54,7 @@ void Screen::replaceBy(const ScreenIdentifier &identifier)
 
 void Screen::presentAsModalWindow(const ScreenIdentifier &identifier)
 {
-    const std::shared_ptr<Storyboard> board = storyboard();
-    if (const std::shared_ptr<Screen> screen = board ? board->instantiate(identifier) : nullptr)
+    if (const std::shared_ptr<Screen> screen = instantiate(identifier))
         present(screen, Qt::ApplicationModal);
 }
 
@@ -83,7 +65,7 @@ Window *Screen::present(const std::shared_ptr<Screen> &screen, Qt::WindowModalit
     if (const Window *const presenter = window()) {
         // Only for dialogs does Qt tell the window manager which window they belong to.
         opened->setWindowFlag(Qt::Dialog);
-        opened->createWindow();
+        opened->winId();
         opened->windowHandle()->setTransientParent(presenter->windowHandle());
     }
     opened->makeKeyAndOrderFront();
@@ -111,6 +93,27 @@ void Screen::performSegue(QAbstractButton *button, const QString &name)
     const std::shared_ptr<Storyboard> board = storyboard();
     if (const std::shared_ptr<Screen> screen = board ? board->instantiateNamed(name) : nullptr)
         segueWindows.insert(button, present(screen, Qt::NonModal));
+}
+
+void Storyboard::add(const ScreenIdentifier &identifier, Factory factory)
+{
+    entries.insert(identifier.name.toString(), {identifier.className.toString(), std::move(factory)});
+}
+
+std::shared_ptr<Screen> Storyboard::instantiate(const ScreenIdentifier &identifier)
+{
+    const QString name = identifier.name.toString();
+    return entries.value(name).className == identifier.className ? instantiateNamed(name) : nullptr;
+}
+
+std::shared_ptr<Screen> Storyboard::instantiateNamed(const QString &name)
+{
+    const auto entry = entries.constFind(name);
+    if (entry == entries.constEnd())
+        return nullptr;
+    std::shared_ptr<Screen> screen = entry->factory();
+    screen->storyboardReference = weak_from_this();
+    return screen;
 }
 
 } // namespace velmora

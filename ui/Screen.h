@@ -31,11 +31,8 @@ public:
         return std::shared_ptr<T>(new T, release);
     }
 
-    ~Screen() override;
-
     /// The view, made and loaded at its first use.
     QWidget *loadedView();
-    bool isViewLoaded() const { return view != nullptr; }
 
     /// The window whose content this screen is; null when it is in none.
     Window *window() const;
@@ -43,12 +40,12 @@ public:
     std::shared_ptr<Storyboard> storyboard() const { return storyboardReference.lock(); }
 
     /// Called once, when the view is there and its outlets are connected.
-    virtual void viewDidLoad();
+    virtual void viewDidLoad() {}
     /// Called each time the screen has come into a visible window, or its window has become visible.
-    virtual void viewDidAppear();
+    virtual void viewDidAppear() {}
 
     /// The size of a window that is made for this screen, in logical pixels.
-    virtual QSize preferredContentSize();
+    virtual QSize preferredContentSize() { return {400, 680}; }
 
     /// Makes a screen of the storyboard the content of the window in place of this screen. Does nothing
     /// without a storyboard, without a screen of this name and class in it, or without a window.
@@ -58,12 +55,12 @@ public:
     void presentAsModalWindow(const ScreenIdentifier &identifier);
 
 protected:
-    Screen();
+    Screen() = default;
 
     /// Makes the view from the layout and connects its outlets and actions.
     virtual std::unique_ptr<QWidget> makeView() = 0;
     /// The last holder has let go: nothing may reach the screen any more.
-    virtual void willBeReleased();
+    virtual void willBeReleased() {}
 
     /// Connects a control's signal to an action of this screen, which stays alive while the action runs.
     template<class Sender, class Signal, class Receiver>
@@ -86,15 +83,13 @@ private:
     /// Opens a window for the screen that stays above this screen's window.
     Window *present(const std::shared_ptr<Screen> &screen, Qt::WindowModality modality);
 
+    /// A new screen of the storyboard; null without a storyboard or without such a screen in it.
+    std::shared_ptr<Screen> instantiate(const ScreenIdentifier &identifier) const;
     /// Takes the view out of the window's hierarchy before it goes, and lets its pending events go with it.
-    struct ViewRelease
-    {
-        void operator()(QWidget *widget) const;
-    };
-
     static void release(Screen *screen);
 
-    std::unique_ptr<QWidget, ViewRelease> view;
+    /// Owned until the release.
+    QWidget *view = nullptr;
     std::weak_ptr<Storyboard> storyboardReference;
     QHash<QAbstractButton *, QPointer<Window>> segueWindows;
 };

@@ -36,7 +36,7 @@ class Storyboard : public std::enable_shared_from_this<Storyboard>
 public:
     using Factory = std::function<std::shared_ptr<Screen>()>;
 
-    static std::shared_ptr<Storyboard> make();
+    static std::shared_ptr<Storyboard> make() { return std::make_shared<Storyboard>(); }
 
     void add(const ScreenIdentifier &identifier, Factory factory);
 
@@ -52,8 +52,6 @@ private:
         QString className;
         Factory factory;
     };
-
-    Storyboard() = default;
 
     QHash<QString, Entry> entries;
 };

@@ -2,11 +2,11 @@
 
 #include "ui/Colors.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPainter>
-#include <QPushButton>
 #include <QStyleFactory>
 #include <QStyleOption>
 
@@ -67,14 +67,6 @@ void drawButton(const QStyleOptionButton &button, QPainter *painter)
         Style::drawPanel(painter, rect, veil);
     if (showsFocus(button))
         Style::drawFocusRing(painter, isPrimary(button) ? rect.adjusted(2, 2, -2, -2) : rect, focus);
-}
-
-void drawLineEdit(const QStyleOption &option, QPainter *painter)
-{
-    const QPalette &palette = option.palette;
-    Style::drawPanel(painter, option.rect, palette.color(QPalette::Base), colors::controlOutline(palette));
-    if (option.state.testFlag(QStyle::State_HasFocus))
-        Style::drawFocusRing(painter, option.rect, palette.color(QPalette::Highlight));
 }
 
 void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter *painter)
@@ -232,15 +224,12 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption *option, 
                           const QWidget *widget) const
 {
     if (element == PE_PanelLineEdit) {
-        drawLineEdit(*option, painter);
-    } else if (element == PE_PanelButtonCommand) {
-        if (const auto *button = qstyleoption_cast<const QStyleOptionButton *>(option))
-            drawButton(*button, painter);
-    } else if (element == PE_FrameFocusRect) {
-        // A push button's panel shows the focus itself.
-        if (qobject_cast<const QPushButton *>(widget) == nullptr)
-            drawFocusRing(painter, option->rect, option->palette.color(QPalette::Highlight), spaceXs);
-    } else {
+        const QPalette &palette = option->palette;
+        drawPanel(painter, option->rect, palette.color(QPalette::Base), colors::controlOutline(palette));
+        if (option->state.testFlag(State_HasFocus))
+            drawFocusRing(painter, option->rect, palette.color(QPalette::Highlight));
+    } else if (element != PE_FrameFocusRect) {
+        // Only push buttons ask for that frame, and their panel shows the focus itself.
         QProxyStyle::drawPrimitive(element, option, painter, widget);
     }
 }
@@ -261,8 +250,6 @@ void Style::drawControl(ControlElement element, const QStyleOption *option, QPai
                             : isFlat(label)  ? colors::quietText(label.palette)
                                              : label.palette.color(QPalette::ButtonText);
         label.palette.setColor(QPalette::ButtonText, text);
-        // The label of a button stays where it is while the button is pressed.
-        label.state &= ~State_Sunken;
         QProxyStyle::drawControl(element, &label, painter, widget);
         return;
     }
@@ -286,31 +273,13 @@ QRect Style::subControlRect(ComplexControl control, const QStyleOptionComplex *o
     if (control != CC_ScrollBar || bar == nullptr)
         return QProxyStyle::subControlRect(control, option, subControl, widget);
 
-    // No arrows: the groove takes the whole bar.
+    // No arrows: their room lies outside the bar.
     const bool horizontal = bar->orientation == Qt::Horizontal;
-    const int length = horizontal ? bar->rect.width() : bar->rect.height();
-    const qint64 range = qint64(bar->maximum) - bar->minimum;
-    const qint64 share = range > 0 ? length * qint64(bar->pageStep) / (range + bar->pageStep) : length;
-    const int handle = std::min(length, std::max(static_cast<int>(share), shortestHandle));
-    const int start = sliderPositionFromValue(bar->minimum, bar->maximum, bar->sliderPosition,
-                                              length - handle, bar->upsideDown);
-    const auto part = [&](int from, int size) {
-        return visualRect(bar->direction, bar->rect,
-                          horizontal ? QRect(from, 0, size, bar->rect.height())
-                                     : QRect(0, from, bar->rect.width(), size));
-    };
-    switch (subControl) {
-    case SC_ScrollBarGroove:
-        return bar->rect;
-    case SC_ScrollBarSlider:
-        return part(start, handle);
-    case SC_ScrollBarSubPage:
-        return part(0, start);
-    case SC_ScrollBarAddPage:
-        return part(start + handle, length - start - handle);
-    default:
-        return {};
-    }
+    const QSize arrow(horizontal ? scrollBarExtent : 0, horizontal ? 0 : scrollBarExtent);
+    QStyleOptionSlider longer = *bar;
+    longer.rect = QRect(QPoint(), bar->rect.size() + 2 * arrow);
+    return QProxyStyle::subControlRect(control, &longer, subControl, widget)
+        .translated(-arrow.width(), -arrow.height());
 }
 
 QSize Style::sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &contents,

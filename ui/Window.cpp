@@ -1,7 +1,6 @@
 #include "ui/Window.h"
 
 #include "platform/desktop/WindowSystem.h"
-#include "ui/Accessibility.h"
 #include "ui/Announcement.h"
 #include "ui/Frames.h"
 #include "ui/Screen.h"
@@ -271,11 +270,16 @@ void Window::deminiaturize()
     show();
 }
 
-void Window::makeKeyAndOrderFront()
+void Window::becomeKey()
 {
     app().key = this;
     if (isTitled(this))
         app().mainWindow = this;
+}
+
+void Window::makeKeyAndOrderFront()
+{
+    becomeKey();
     show();
     raise();
     activateWindow();
@@ -336,11 +340,8 @@ void Window::changeEvent(QEvent *event)
     // Some window managers put the window back on one workspace when a dialog of it opens.
     if (event->type() == QEvent::ActivationChange)
         applyCollectionBehavior();
-    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
-        app().key = this;
-        if (isTitled(this))
-            app().mainWindow = this;
-    }
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        becomeKey();
 }
 
 Window *currentWindow()

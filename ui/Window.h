@@ -63,8 +63,6 @@ public:
     void miniaturize() { showMinimized(); }
     void deminiaturize();
 
-    /// Makes the window known to the window system without showing it.
-    void createWindow() { create(); }
     void makeKeyAndOrderFront();
     /// Gives the window that was made key last the focus, also when another application has it, as soon as
     /// the window system shows it. `token` is the permission that came with the user's wish, empty where none
@@ -80,6 +78,7 @@ protected:
 private:
     Window();
 
+    void becomeKey();
     void applyStyleMask();
     void applyCollectionBehavior();
     void applyMenuBar();
