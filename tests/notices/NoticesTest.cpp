@@ -19,9 +19,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class FakeHome final : public HomeScreen
+struct FakeHome final : HomeScreen
 {
-public:
     using HomeScreen::setCurrent;
     void servicesReply(const std::optional<QList<Service>> &) override {}
     void showInstallModal() override { ++installs; }
@@ -29,23 +28,22 @@ public:
     int installs = 0;
 };
 
-/// A notice in its window.
-struct Notice
+/// Clicks the button of a new notice, if there is one to click.
+template<class T>
+Window *shown(const QString &button = {}, const std::shared_ptr<Storyboard> &storyboard = Storyboard::make())
 {
-    template<class T>
-    static Notice of(const std::shared_ptr<Storyboard> &storyboard = Storyboard::make())
-    {
-        storyboard->add({u"Notice", u""}, Screen::make<T>);
-        Notice notice;
-        notice.window = Window::windowWithContentViewController(storyboard->instantiateNamed(u"Notice"_s));
-        notice.window->show();
-        return notice;
-    }
-    void click(const QString &name) const { window->findChild<QPushButton *>(name)->click(); }
-    bool isOpen() const { return Window::windows().contains(window.data()); }
+    storyboard->add({u"Notice", u""}, Screen::make<T>);
+    Window *const window = Window::windowWithContentViewController(storyboard->instantiateNamed(u"Notice"_s));
+    window->makeKeyAndOrderFront();
+    if (!button.isEmpty())
+        window->findChild<QPushButton *>(button)->click();
+    return window;
+}
 
-    QPointer<Window> window;
-};
+bool isOpen(Window *window)
+{
+    return Window::windows().contains(window);
+}
 
 } // namespace
 
@@ -56,78 +54,51 @@ class NoticesTest : public QObject
 private Q_SLOTS:
     void cleanup() { qDeleteAll(Window::windows()); }
 
-    void standsAtTheTopRightOfTheVisibleArea()
+    void isAFixedUntitledWindowAtTheTopRight()
     {
-        // All in Qt's coordinates, from the top left. A panel at the left pulls it left.
-        const QSize notice(300, 200);
-        QCOMPARE(noticePosition({0, 0, 1440, 900}, {64, 0, 1376, 860}, notice), QPoint(1076, 0));
-        // A main screen beside another one, with two panels, and one above.
-        QCOMPARE(noticePosition({1920, 200, 1440, 900}, {1984, 230, 1376, 830}, notice), QPoint(2996, 230));
-        QCOMPARE(noticePosition({0, -900, 1440, 900}, {0, -870, 1440, 870}, notice), QPoint(1140, -870));
-    }
-
-    void losesItsTitleAndKeepsTheRest()
-    {
-        for (const auto &[notice, primary] : {std::pair(Notice::of<Notification1VC>(), u"closeButton"_s),
-                                              std::pair(Notice::of<Notification2VC>(), u"updateButton"_s),
-                                              std::pair(Notice::of<Notification3VC>(), u"openButton"_s)}) {
-            auto *const button = qobject_cast<QPushButton *>(notice.window->focusWidget());
-            QVERIFY(button != nullptr && button->isDefault());
-            QCOMPARE(button->objectName(), primary);
-            QCOMPARE(notice.window->styleMask(),
-                     unsigned{WindowStyleMaskClosable | WindowStyleMaskMiniaturizable});
-            QVERIFY(notice.window->windowHandle()->flags().testFlag(Qt::FramelessWindowHint));
-            QCOMPARE(notice.window->minimumSize(), notice.window->maximumSize());
-            const QRect visible = QGuiApplication::primaryScreen()->availableGeometry();
-            QCOMPARE(notice.window->geometry().topRight(), visible.topRight());
-            notice.window->makeKeyAndOrderFront();
-            QVERIFY(QTest::qWaitForWindowActive(notice.window));
-            QTest::keyClick(notice.window, Qt::Key_Escape);
-            QVERIFY(!notice.isOpen());
+        // A panel at the left pulls it left; the second screen is beside another one.
+        QCOMPARE(noticePosition({0, 0, 1440, 900}, {64, 0, 1376, 860}, {300, 200}), QPoint(1076, 0));
+        QCOMPARE(noticePosition({1920, 200, 1440, 900}, {1984, 230, 1376, 830}, {300, 200}),
+                 QPoint(2996, 230));
+        for (const auto &[window, primary] : {std::pair(shown<Notification1VC>(), u"closeButton"_s),
+                                              std::pair(shown<Notification2VC>(), u"updateButton"_s),
+                                              std::pair(shown<Notification3VC>(), u"openButton"_s)}) {
+            QCOMPARE(window->focusWidget()->objectName(), primary);
+            QVERIFY(qobject_cast<QPushButton *>(window->focusWidget())->isDefault());
+            QCOMPARE(window->styleMask(), unsigned{WindowStyleMaskClosable | WindowStyleMaskMiniaturizable});
+            QVERIFY(window->windowFlags().testFlag(Qt::FramelessWindowHint));
+            QCOMPARE(window->minimumSize(), window->maximumSize());
+            QCOMPARE(window->geometry().topRight(),
+                     QGuiApplication::primaryScreen()->availableGeometry().topRight());
+            window->activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(window));
+            QTest::keyClick(window, Qt::Key_Escape);
+            QVERIFY(!isOpen(window));
         }
-    }
-
-    void appearsInAWindowOrNotAtAll()
-    {
-        QVERIFY(runsToItsDeath([] { Screen::make<Notification1VC>()->viewDidAppear(); }).aborted);
-        // Closing what has none is no fault.
-        Screen::make<Notification1VC>()->closeButtonClicked();
     }
 
     void anUpdateGoesOnAtHomeFromTheSecondOnly()
     {
-        const Notice without = Notice::of<Notification2VC>();
-        without.click(u"updateButton"_s);
-        QVERIFY(!without.isOpen());
-
+        QVERIFY(!isOpen(shown<Notification2VC>(u"updateButton"_s)));
         const auto home = std::make_shared<FakeHome>();
         FakeHome::setCurrent(home);
-        const Notice first = Notice::of<Notification1VC>();
-        first.click(u"updateButton"_s);
-        QVERIFY(first.isOpen());
+        QVERIFY(isOpen(shown<Notification1VC>(u"updateButton"_s)));
         QCOMPARE(home->installs, 0);
-        const Notice second = Notice::of<Notification2VC>();
-        second.click(u"updateButton"_s);
-        QVERIFY(!second.isOpen());
+        QVERIFY(!isOpen(shown<Notification2VC>(u"updateButton"_s)));
         QCOMPARE(home->installs, 1);
     }
 
     void openingLeadsToALoginWindowInPlaceOfTheRecordedOne()
     {
-        for (const auto &[isRecorded, loginClass, windowsAfter] :
-             {std::tuple(true, u"ViewController"_s, 1), std::tuple(false, u"ViewController"_s, 1),
-              std::tuple(true, u"OtherVC"_s, 2)}) {
+        for (const auto &[loginClass, windowsAfter] :
+             {std::pair(u"ViewController"_s, 1), {u"OtherVC"_s, 2}}) {
             const std::shared_ptr<Storyboard> storyboard = Storyboard::make();
             storyboard->add({screens::login.name, loginClass}, Screen::make<StubScreen>);
-            const Notice notice = Notice::of<Notification3VC>(storyboard);
-            const QPointer<Window> recorded(
-                isRecorded ? Window::windowWithContentViewController(Screen::make<StubScreen>()) : nullptr);
+            Window *const recorded = Window::windowWithContentViewController(Screen::make<StubScreen>());
             setCurrentWindow(recorded);
-            notice.click(u"openButton"_s);
+            QCOMPARE(isOpen(shown<Notification3VC>(u"openButton"_s, storyboard)), windowsAfter == 2);
+            QCOMPARE(isOpen(recorded), windowsAfter == 2);
             QCOMPARE(Window::windows().size(), windowsAfter);
-            // Where there is no login screen, nothing happens.
-            QCOMPARE(notice.isOpen(), windowsAfter == 2);
-            QCOMPARE(Window::windows().contains(recorded), windowsAfter == 2);
             qDeleteAll(Window::windows());
         }
     }

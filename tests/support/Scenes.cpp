@@ -20,13 +20,7 @@ namespace {
 
 void fillStore()
 {
-    struct Sample
-    {
-        const char *country;
-        const char *name;
-        double latency;
-    };
-    static const Sample samples[] = {
+    static const std::tuple<const char *, const char *, double> samples[] = {
         {"AT", "Austria, Vienna", 18.25},        {"AU", "Australia, Sydney", 281.6},
         {"BR", "Brasil, São Paulo", 203.1},      {"CH", "Switzerland, Zürich", 14.9},
         {"DE", "Germany, Berlin", 21.7},         {"ES", "España, A Coruña", -1},
@@ -36,17 +30,16 @@ void fillStore()
     };
     ServiceManager &store = ServiceManager::shared();
     store = {};
-    qint64 id = 1;
-    for (const Sample &sample : samples) {
-        Service service{
-            id, QString::fromUtf8(sample.name), QString::fromLatin1(sample.country), u"192.0.2.1"_s, {}};
-        if (sample.latency > 0)
-            service.ping = QList<double>{sample.latency, sample.latency, sample.latency};
-        store.allService.append(service);
-        ++id;
-    }
     store.favService = {4, 7, 11};
-    for (const Service &service : std::as_const(store.allService)) {
+    for (const auto &[country, name, latency] : samples) {
+        Service service{store.allService.size() + 1,
+                        QString::fromUtf8(name),
+                        QString::fromLatin1(country),
+                        u"192.0.2.1"_s,
+                        {}};
+        if (latency > 0)
+            service.ping = QList<double>{latency, latency, latency};
+        store.allService.append(service);
         if (!store.favService.contains(*service.id))
             store.countryService.append(service);
     }

@@ -49,9 +49,7 @@ int main(int argc, char *argv[])
     QApplication::setLayoutDirection(Qt::RightToLeft);
     takeShots(u"-right-to-left"_s);
     QApplication::setLayoutDirection(Qt::LeftToRight);
-    QFont large = QApplication::font();
-    large.setPointSizeF(large.pointSizeF() * 1.75);
-    QApplication::setFont(large);
+    Style::setAppearance({.textScale = 1.75});
     takeShots(u"-large-font"_s);
     return 0;
 }
