@@ -2,13 +2,11 @@
 
 #include "platform/Log.h"
 
-#include <QDBusArgument>
+#include <QDBusConnectionInterface>
 #include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
-#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -25,60 +23,37 @@ constexpr std::chrono::milliseconds callTimeout = 2s;
 constexpr std::chrono::milliseconds firstCallTimeout = 400ms;
 constexpr int unbounded = std::numeric_limits<int>::max();
 
-constexpr QLatin1StringView promptInterface{"org.freedesktop.Secret.Prompt"};
-constexpr QLatin1StringView propertiesInterface{"org.freedesktop.DBus.Properties"};
-constexpr QLatin1StringView busName{"org.freedesktop.DBus"};
+const QString serviceName = u"org.freedesktop.secrets"_s;
+const QString interfaces = u"org.freedesktop.Secret."_s;
+const QString busName = u"org.freedesktop.DBus"_s;
+const QString properties = u"org.freedesktop.DBus.Properties"_s;
 
 } // namespace
 
-QDBusArgument &operator<<(QDBusArgument &argument, const Secret &secret)
-{
-    argument.beginStructure();
-    argument << secret.session << secret.parameters << secret.value << secret.contentType;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument &operator>>(const QDBusArgument &argument, Secret &secret)
-{
-    argument.beginStructure();
-    argument >> secret.session >> secret.parameters >> secret.value >> secret.contentType;
-    argument.endStructure();
-    return argument;
-}
-
 SecretService::SecretService() : bus(QDBusConnection::sessionBus())
 {
-    qDBusRegisterMetaType<Secret>();
     qDBusRegisterMetaType<SecretAttributes>();
 }
 
-QDBusMessage SecretService::message(const QString &path, const QString &interface, const QString &method,
-                                    const QVariantList &arguments)
+QDBusMessage SecretService::message(const QString &path, const QString &method, const QVariantList &arguments)
 {
-    QDBusMessage made = QDBusMessage::createMethodCall(name, path, interface, method);
+    QDBusMessage made = QDBusMessage::createMethodCall(
+        serviceName, path, interfaces + method.section(u'.', 0, 0), method.section(u'.', 1));
     made.setArguments(arguments);
     return made;
 }
 
-QDBusMessage SecretService::property(const QString &path, const QString &interface,
-                                     const QString &propertyName)
+QDBusMessage SecretService::propertyMessage(const QString &path, const QString &property)
 {
-    return message(path, propertiesInterface, u"Get"_s, {interface, propertyName});
-}
-
-QDBusMessage SecretService::activatableNames()
-{
-    return QDBusMessage::createMethodCall(busName, u"/org/freedesktop/DBus"_s, busName,
-                                          u"ListActivatableNames"_s);
+    return QDBusMessage::createMethodCall(serviceName, path, properties, u"Get"_s)
+           << interfaces + property.section(u'.', 0, 0) << property.section(u'.', 1);
 }
 
 void SecretService::begin()
 {
-    bound.setRemainingTime(hasAnswered ? callTimeout : firstCallTimeout);
-    error.reset();
-    if (silent)
-        fail(QDBusError::errorString(QDBusError::NoReply), u"The keyring does not answer"_s);
+    bound.setRemainingTime(owner.isEmpty() ? firstCallTimeout : callTimeout);
+    if (!silent)
+        error.reset();
 }
 
 QDBusMessage SecretService::call(const QDBusMessage &message)
@@ -92,34 +67,44 @@ QDBusMessage SecretService::call(const QDBusMessage &message)
     if (QDBusError(answer).type() == QDBusError::NoReply) {
         systemLog(u"The keyring does not answer"_s);
         silent = true;
-        callLater(message, this, [this](const QDBusPendingCall &) {
+        callLater(message, [this](const QDBusPendingCall &) {
             silent = false;
             Q_EMIT changed();
         });
         return answer;
     }
-    hasAnswered = true;
     // Another service knows nothing of the session.
     if (std::exchange(owner, answer.service()) != owner)
         openSession = {};
     return answer;
 }
 
+QVariant SecretService::property(const QDBusObjectPath &object, const QString &property)
+{
+    return QDBusPendingReply<QDBusVariant>(call(propertyMessage(object.path(), property))).value().variant();
+}
+
 QDBusObjectPath SecretService::session()
 {
     if (openSession.path().isEmpty()) {
-        const QDBusPendingReply<QDBusVariant, QDBusObjectPath> opened = call(message(
-            path, interface, u"OpenSession"_s, {u"plain"_s, QVariant::fromValue(QDBusVariant(QString()))}));
+        const QVariant noKey = QVariant::fromValue(QDBusVariant(QString()));
+        const QDBusPendingReply<QDBusVariant, QDBusObjectPath> opened =
+            call(message(path, u"Service.OpenSession"_s, {u"plain"_s, noKey}));
         openSession = opened.argumentAt<1>();
     }
     return openSession;
 }
 
-void SecretService::callLater(const QDBusMessage &message, QObject *context,
-                              const std::function<void(const QDBusPendingCall &)> &handler) const
+bool SecretService::isInstalled() const
 {
-    auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, unbounded), context);
-    connect(watcher, &QDBusPendingCallWatcher::finished, context, [watcher, handler] {
+    return bus.interface()->activatableServiceNames().value().contains(serviceName);
+}
+
+void SecretService::callLater(const QDBusMessage &message,
+                              const std::function<void(const QDBusPendingCall &)> &handler)
+{
+    auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, unbounded), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, handler] {
         watcher->deleteLater();
         handler(*watcher);
     });
@@ -130,27 +115,23 @@ void SecretService::perform(const QDBusObjectPath &prompt, const std::function<v
     if (prompt.path().isEmpty() || prompt.path() == noPath)
         return ended(true);
     prompts.insert(prompt.path(), ended);
-    bus.connect(name, prompt.path(), promptInterface, u"Completed"_s, this,
+    bus.connect(serviceName, {}, interfaces + u"Prompt"_s, u"Completed"_s, this,
                 SLOT(promptCompleted(QDBusMessage)));
-    bus.asyncCall(message(prompt.path(), promptInterface, u"Prompt"_s, {QString()}), unbounded);
+    bus.asyncCall(message(prompt.path(), u"Prompt.Prompt"_s, {QString()}), unbounded);
 }
 
 void SecretService::promptCompleted(const QDBusMessage &signal)
 {
-    bus.disconnect(name, signal.path(), promptInterface, u"Completed"_s, this,
-                   SLOT(promptCompleted(QDBusMessage)));
-    const bool dismissed = signal.arguments().value(0, true).toBool();
     if (const auto ended = prompts.take(signal.path()))
-        ended(!dismissed);
+        ended(!signal.arguments().value(0, true).toBool());
 }
 
 void SecretService::follow()
 {
-    auto *const watcher = new QDBusServiceWatcher(name, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this, &SecretService::changed);
+    bus.connect(busName, {}, busName, u"NameOwnerChanged"_s, {serviceName}, {}, this, SIGNAL(changed()));
     bus.connect(busName, {}, busName, u"ActivatableServicesChanged"_s, this, SIGNAL(changed()));
-    bus.connect(name, path, interface, {}, this, SIGNAL(changed()));
-    bus.connect(name, {}, propertiesInterface, u"PropertiesChanged"_s, {collectionInterface}, {}, this,
+    bus.connect(serviceName, path, interfaces + u"Service"_s, {}, this, SIGNAL(changed()));
+    bus.connect(serviceName, {}, properties, u"PropertiesChanged"_s, {interfaces + u"Collection"_s}, {}, this,
                 SIGNAL(changed()));
 }
 

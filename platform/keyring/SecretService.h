@@ -7,7 +7,6 @@
 #include <QDBusObjectPath>
 #include <QDBusPendingReply>
 #include <QDeadlineTimer>
-#include <QHash>
 #include <QMap>
 #include <QObject>
 
@@ -15,18 +14,6 @@
 #include <optional>
 
 namespace velmora {
-
-/// A secret as the Secret Service hands it over; D-Bus type (oayays).
-struct Secret
-{
-    QDBusObjectPath session;
-    QByteArray parameters;
-    QByteArray value;
-    QString contentType;
-};
-
-QDBusArgument &operator<<(QDBusArgument &argument, const Secret &secret);
-const QDBusArgument &operator>>(const QDBusArgument &argument, Secret &secret);
 
 using SecretAttributes = QMap<QString, QString>;
 
@@ -40,28 +27,22 @@ class SecretService : public QObject
     Q_OBJECT
 
 public:
-    static constexpr QLatin1StringView name{"org.freedesktop.secrets"};
     static constexpr QLatin1StringView path{"/org/freedesktop/secrets"};
-    static constexpr QLatin1StringView interface {
-        "org.freedesktop.Secret.Service"
-    };
-    static constexpr QLatin1StringView collectionInterface{"org.freedesktop.Secret.Collection"};
-    static constexpr QLatin1StringView itemInterface{"org.freedesktop.Secret.Item"};
     /// Stands for "no such object".
     static constexpr QLatin1StringView noPath{"/"};
 
     SecretService();
 
-    static QDBusMessage message(const QString &path, const QString &interface, const QString &method,
-                                const QVariantList &arguments);
-    static QDBusMessage property(const QString &path, const QString &interface, const QString &name);
-    /// Asks the bus for the services that it can start.
-    static QDBusMessage activatableNames();
+    /// `method` is named with the end of its interface, "Item.GetSecret"; the property likewise.
+    static QDBusMessage message(const QString &path, const QString &method,
+                                const QVariantList &arguments = {});
+    static QDBusMessage propertyMessage(const QString &path, const QString &property);
 
     /// Begins an operation, whose calls share one bound. Once one of them has failed, those after it fail
     /// with the same error.
     void begin();
     QDBusMessage call(const QDBusMessage &message);
+    QVariant property(const QDBusObjectPath &object, const QString &property);
     /// The path of a session that hands secrets over as they are.
     QDBusObjectPath session();
     void fail(const QString &errorName, const QString &text) { error = {errorName, 0, text}; }
@@ -73,10 +54,11 @@ public:
         return error ? Result<T>(*error) : Result<T>(value);
     }
     bool isSilent() const { return silent; }
+    /// Whether the bus can start the service.
+    bool isInstalled() const;
 
-    /// Calls `handler` with the reply or the error, unless `context` goes before.
-    void callLater(const QDBusMessage &message, QObject *context,
-                   const std::function<void(const QDBusPendingCall &)> &handler) const;
+    /// Calls `handler` with the reply or the error.
+    void callLater(const QDBusMessage &message, const std::function<void(const QDBusPendingCall &)> &handler);
 
     /// Performs a prompt and calls `ended` with whether it was carried out; at once for no prompt. A prompt
     /// is never dismissed from here: GNOME Keyring does not survive it.
@@ -96,14 +78,11 @@ private:
     QDBusConnection bus;
     QDeadlineTimer bound;
     std::optional<PlatformError> error;
-    bool hasAnswered = false;
     bool silent = false;
-    /// The service's unique name on the bus, and the session that it opened.
+    /// The unique name on the bus of who answered last, and the session that it opened.
     QString owner;
     QDBusObjectPath openSession;
-    QHash<QString, std::function<void(bool done)>> prompts;
+    QMap<QString, std::function<void(bool done)>> prompts;
 };
 
 } // namespace velmora
-
-Q_DECLARE_METATYPE(velmora::Secret)

@@ -26,9 +26,9 @@ class SecretStore : public QObject
 public:
     /// The store of this process. Process-wide because screens, list rows and API clients each make their own
     /// handle on the same store.
-    static SecretStore &shared();
+    static SecretStore &shared() { return *instance; }
     /// Replaces the store of this process; called once before the first screen, and by tests.
-    static void setShared(std::unique_ptr<SecretStore> store);
+    static void setShared(std::unique_ptr<SecretStore> store) { instance = std::move(store); }
 
     /// Adds the item, or replaces its value, which keeps its reference. An error tells why the text is in
     /// memory only.
@@ -56,6 +56,9 @@ Q_SIGNALS:
     void missingChanged();
     /// Items can be read that could not be read before.
     void opened();
+
+private:
+    static inline std::unique_ptr<SecretStore> instance;
 };
 
 } // namespace velmora

@@ -2,7 +2,9 @@
 
 #include "platform/Configuration.h"
 
+#include <QDBusArgument>
 #include <QDBusVariant>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -13,79 +15,69 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using namespace std::chrono_literals;
-using Paths = QList<QDBusObjectPath>;
 
 /// How long the user may read that there is no keyring before the service asks for the password of a new one.
 constexpr std::chrono::milliseconds readingTime = 2s;
 
-constexpr QLatin1StringView noPath = SecretService::noPath;
 /// `xdg:schema` of every item of this application.
 constexpr QLatin1StringView schemaName{"com.velmora.Client.Item"};
 
 constexpr QLatin1StringView lockedError{"org.freedesktop.Secret.Error.IsLocked"};
 constexpr QLatin1StringView lockedText{"The keyring is locked"};
 
-QDBusMessage serviceCall(const QString &method, const QVariantList &arguments)
-{
-    return SecretService::message(SecretService::path, SecretService::interface, method, arguments);
-}
-
 QDBusMessage searchFor(const SecretAttributes &attributes)
 {
-    return serviceCall(u"SearchItems"_s, {QVariant::fromValue(attributes)});
+    return SecretService::message(SecretService::path, u"Service.SearchItems"_s,
+                                  {QVariant::fromValue(attributes)});
 }
 
-/// An item is found by these. `name` is its service and key.
+/// The client finds an item by these. `name` is its service and key.
 SecretAttributes attributesOf(const std::pair<QString, QString> &name)
 {
     return {{u"service"_s, name.first}, {u"key"_s, name.second}, {u"xdg:schema"_s, schemaName}};
 }
 
-QDBusMessage lockedProperty(const QString &collection)
-{
-    return SecretService::property(collection, SecretService::collectionInterface, u"Locked"_s);
-}
-
 QDBusMessage readDefaultAlias()
 {
-    return serviceCall(u"ReadAlias"_s, {u"default"_s});
+    return SecretService::message(SecretService::path, u"Service.ReadAlias"_s, {u"default"_s});
 }
 
-QDBusMessage itemCall(const QString &item, const QString &method, const QVariantList &arguments)
+QDBusArgument secretOf(const QString &text, const QDBusObjectPath &session)
 {
-    return SecretService::message(item, SecretService::itemInterface, method, arguments);
+    QDBusArgument secret;
+    secret.beginStructure();
+    secret << session << QByteArray() << text.toUtf8() << u"text/plain"_s;
+    secret.endStructure();
+    return secret;
 }
 
-QStringList pathsOf(const Paths &objects)
+std::optional<QString> textOf(const QDBusMessage &answer)
 {
-    QStringList paths;
-    for (const QDBusObjectPath &object : objects)
-        paths << object.path();
-    return paths;
+    if (answer.signature() != u"(oayays)"_s)
+        return std::nullopt;
+    const auto secret = answer.arguments().constFirst().value<QDBusArgument>();
+    QVariantList parts;
+    for (secret.beginStructure(); !secret.atEnd();)
+        parts << secret.asVariant();
+    return QString::fromUtf8(parts.value(2).toByteArray());
 }
 
-QStringList inCollection(QStringList items, const QString &collection)
+auto inCollection(QList<QDBusObjectPath> items, const QDBusObjectPath &collection)
 {
-    items.removeIf([&collection](const QString &item) { return !item.startsWith(collection + u'/'); });
+    items.removeIf([start = collection.path() + u'/'](const QDBusObjectPath &item) {
+        return !item.path().startsWith(start);
+    });
     return items;
 }
 
 } // namespace
-
-SystemSecretStore::SystemSecretStore()
-{
-    lookSoon.setSingleShot(true);
-    lookSoon.setInterval(0);
-    connect(&lookSoon, &QTimer::timeout, this, &SystemSecretStore::look);
-    connect(&service, &SecretService::changed, &lookSoon, qOverload<>(&QTimer::start));
-}
 
 Result<std::optional<QByteArray>> SystemSecretStore::persistentReference(const QString &serviceName,
                                                                          const QString &key)
 {
     const Name name{serviceName, key};
     if (kept.contains(name))
-        return kept.value(name) ? std::optional(QByteArray(noPath.data())) : std::nullopt;
+        return kept.value(name) ? std::optional(QByteArray(SecretService::noPath.data())) : std::nullopt;
     service.begin();
     const QString item = find(name);
     return service.end(item.isEmpty() ? std::optional<QByteArray>() : item.toUtf8());
@@ -101,46 +93,35 @@ Result<std::optional<QString>> SystemSecretStore::resolve(const QByteArray &refe
     std::optional<QString> text;
     if (const QString item = find(name, QString::fromUtf8(reference)); !item.isEmpty()) {
         const QVariant session = QVariant::fromValue(service.session());
-        const QDBusPendingReply<Secret> secret = service.call(itemCall(item, u"GetSecret"_s, {session}));
-        text = QString::fromUtf8(secret.value().value);
+        text = textOf(service.call(SecretService::message(item, u"Item.GetSecret"_s, {session})));
     }
     return service.end(text);
 }
 
-SystemSecretStore::Items SystemSecretStore::search(const Name &name)
+std::pair<SystemSecretStore::Paths, SystemSecretStore::Paths> SystemSecretStore::search(const Name &name)
 {
     const QDBusPendingReply<Paths, Paths> found = service.call(searchFor(attributesOf(name)));
-    return {pathsOf(found.argumentAt<0>()), pathsOf(found.argumentAt<1>())};
-}
-
-QString SystemSecretStore::defaultCollection()
-{
-    const QDBusPendingReply<QDBusObjectPath> collection = service.call(readDefaultAlias());
-    return collection.value().path();
+    return {found.argumentAt<0>(), found.argumentAt<1>()};
 }
 
 QString SystemSecretStore::find(const Name &name, const QString &preferred)
 {
     const auto [unlocked, locked] = search(name);
-    if (unlocked.contains(preferred))
+    if (unlocked.contains(QDBusObjectPath(preferred)))
         return preferred;
     if (locked.isEmpty() && unlocked.size() < 2)
-        return unlocked.value(0);
+        return unlocked.value(0).path();
     // The user may have made another collection the default one since an item was stored.
-    const QString collection = defaultCollection();
+    const auto collection = QDBusPendingReply<QDBusObjectPath>(service.call(readDefaultAlias())).value();
     if (unlocked.isEmpty() ||
         (inCollection(unlocked, collection).isEmpty() && !inCollection(locked, collection).isEmpty())) {
         service.fail(lockedError, lockedText);
         return {};
     }
-    const auto modified = [this](const QString &item) {
-        const QDBusPendingReply<QDBusVariant> time =
-            service.call(SecretService::property(item, SecretService::itemInterface, u"Modified"_s));
-        return time.value().variant().toULongLong();
+    const auto modified = [this](const QDBusObjectPath &item) {
+        return service.property(item, u"Item.Modified"_s).toULongLong();
     };
-    return *std::max_element(
-        unlocked.begin(), unlocked.end(),
-        [&modified](const QString &one, const QString &other) { return modified(one) < modified(other); });
+    return std::ranges::max_element(unlocked, {}, modified)->path();
 }
 
 Result<> SystemSecretStore::keep(const Name &name, const std::optional<QString> &text)
@@ -149,7 +130,7 @@ Result<> SystemSecretStore::keep(const Name &name, const std::optional<QString> 
     const Result<> written = write(name);
     if (!written) {
         isOpen = false;
-        lookSoon.start();
+        look();
     }
     return written;
 }
@@ -167,30 +148,25 @@ Result<> SystemSecretStore::write(const Name &name)
 void SystemSecretStore::create(const Name &name, const QString &text)
 {
     const auto [unlocked, locked] = search(name);
-    const QString collection = defaultCollection();
-    if (collection == noPath)
-        service.fail(u"org.freedesktop.Secret.Error.NoSuchObject"_s, u"There is no default keyring"_s);
-    const QDBusPendingReply<QDBusVariant> isLocked = service.call(lockedProperty(collection));
+    const auto collection = QDBusPendingReply<QDBusObjectPath>(service.call(readDefaultAlias())).value();
     // The service would ask the user.
-    if (isLocked.value().variant().toBool() || !inCollection(locked, collection).isEmpty())
+    if (service.property(collection, u"Collection.Locked"_s).toBool() ||
+        !inCollection(locked, collection).isEmpty())
         service.fail(lockedError, lockedText);
 
     const QVariantMap properties{
         {u"org.freedesktop.Secret.Item.Label"_s, QString(name.first + u": "_s + name.second)},
         {u"org.freedesktop.Secret.Item.Attributes"_s, QVariant::fromValue(attributesOf(name))}};
-    const Secret secret{service.session(), {}, text.toUtf8(), u"text/plain"_s};
+    const QVariant secret = QVariant::fromValue(secretOf(text, service.session()));
     constexpr bool replace = true;
-    const QDBusPendingReply<QDBusObjectPath, QDBusObjectPath> made =
-        service.call(SecretService::message(collection, SecretService::collectionInterface, u"CreateItem"_s,
-                                            {properties, QVariant::fromValue(secret), replace}));
-    if (made.isError())
-        return;
+    const QDBusPendingReply<QDBusObjectPath, QDBusObjectPath> made = service.call(
+        SecretService::message(collection.path(), u"Collection.CreateItem"_s, {properties, secret, replace}));
     // KeePassXC stores nothing without a prompt, even if it asks the user for nothing.
     perform(made.argumentAt<1>(), name);
     // In a collection that was the default one before, an older item would come to light again.
-    for (const QString &item : unlocked) {
-        if (!kept.contains(name) && item != made.argumentAt<0>().path())
-            service.call(itemCall(item, u"Delete"_s, {}));
+    for (const QDBusObjectPath &item : unlocked) {
+        if (!kept.contains(name) && item != made.argumentAt<0>())
+            service.call(SecretService::message(item.path(), u"Item.Delete"_s));
     }
 }
 
@@ -198,20 +174,22 @@ void SystemSecretStore::erase(const Name &name)
 {
     const auto [unlocked, locked] = search(name);
     Paths prompts;
-    for (const QString &item : unlocked)
-        prompts << QDBusPendingReply<QDBusObjectPath>(service.call(itemCall(item, u"Delete"_s, {}))).value();
+    for (const QDBusObjectPath &item : unlocked)
+        prompts << QDBusPendingReply<QDBusObjectPath>(
+                       service.call(SecretService::message(item.path(), u"Item.Delete"_s)))
+                       .value();
     if (!locked.isEmpty())
         service.fail(lockedError, lockedText);
-    if (service.hasFailed())
-        return;
     if (prompts.isEmpty())
-        kept.remove(name);
+        prompts << QDBusObjectPath();
     for (const QDBusObjectPath &prompt : prompts)
         perform(prompt, name);
 }
 
 void SystemSecretStore::perform(const QDBusObjectPath &prompt, const Name &name)
 {
+    if (service.hasFailed())
+        return;
     service.perform(prompt, [this, name, text = kept.value(name)](bool done) {
         if (done && kept.value(name) == text)
             kept.remove(name);
@@ -221,65 +199,54 @@ void SystemSecretStore::perform(const QDBusObjectPath &prompt, const Name &name)
 void SystemSecretStore::unlock()
 {
     mayAsk = true;
+    connect(&service, &SecretService::changed, this, &SystemSecretStore::look);
     service.follow();
-    lookSoon.start();
+    look();
 }
 
 void SystemSecretStore::look()
 {
     if (service.isSilent())
         return;
-    const auto listed = [this](const QDBusPendingReply<QStringList> &names) {
-        isOpen = false;
-        report(names.value().contains(SecretService::name) ? std::nullopt
-                                                           : std::optional(MissingPart::SecretService));
-    };
     QDBusMessage question = readDefaultAlias();
     // A service that was ended on purpose stays ended until it is needed.
     question.setAutoStartService(false);
-    service.callLater(question, this, [this, listed](const QDBusPendingReply<QDBusObjectPath> &collection) {
-        if (collection.isError())
-            service.callLater(SecretService::activatableNames(), this, listed);
-        else if (collection.value().path() == noPath)
-            looked(MissingPart::DefaultKeyring);
-        else
-            lookInto(collection.value().path());
+    service.callLater(question, [this](const QDBusPendingReply<QDBusObjectPath> &collection) {
+        if (!collection.isError())
+            return lookInto(collection.value());
+        isOpen = false;
+        report(service.isInstalled() ? std::nullopt : std::optional(MissingPart::SecretService));
     });
 }
 
-void SystemSecretStore::lookInto(const QString &collection)
+void SystemSecretStore::lookInto(const QDBusObjectPath &collection)
 {
+    if (collection.path() == SecretService::noPath)
+        return looked(MissingPart::DefaultKeyring, {collection});
     const auto searched = [this, collection](const QDBusPendingReply<Paths, Paths> &items) {
-        const QStringList locked = inCollection(pathsOf(items.argumentAt<1>()), collection);
+        const Paths locked = inCollection(items.argumentAt<1>(), collection);
         looked(locked.isEmpty() ? std::nullopt : std::optional(MissingPart::UnlockedKeyring), locked);
     };
-    service.callLater(lockedProperty(collection), this,
-                      [this, collection, searched](const QDBusPendingReply<QDBusVariant> &locked) {
-                          if (locked.value().variant().toBool())
-                              looked(MissingPart::UnlockedKeyring, {collection});
-                          else
-                              service.callLater(
-                                  searchFor({{u"service"_s, configuration::applicationIdentifier()},
-                                             {u"xdg:schema"_s, schemaName}}),
-                                  this, searched);
-                      });
+    const auto read = [this, collection, searched](const QDBusPendingReply<QDBusVariant> &locked) {
+        if (locked.value().variant().toBool())
+            looked(MissingPart::UnlockedKeyring, {collection});
+        else
+            service.callLater(searchFor({{u"service"_s, configuration::applicationIdentifier()}}), searched);
+    };
+    service.callLater(SecretService::propertyMessage(collection.path(), u"Collection.Locked"_s), read);
 }
 
-void SystemSecretStore::looked(std::optional<MissingPart> found, const QStringList &locked)
+void SystemSecretStore::looked(std::optional<MissingPart> found, const Paths &locked)
 {
-    const bool opens = !found && !isOpen;
-    isOpen = !found;
+    const bool wasOpen = std::exchange(isOpen, !found);
     mayAsk = mayAsk && found;
     report(found);
     if (mayAsk)
         askUser(*found, locked);
-    if (!opens)
+    if (found || wasOpen)
         return;
-    // The first failure is that of the service: it would only repeat itself.
-    for (const Name &name : kept.keys()) {
-        if (!write(name))
-            break;
-    }
+    for (const Name &name : kept.keys())
+        static_cast<void>(write(name));
     Q_EMIT opened();
 }
 
@@ -289,31 +256,27 @@ void SystemSecretStore::report(std::optional<MissingPart> part)
         Q_EMIT missingChanged();
 }
 
-void SystemSecretStore::askUser(MissingPart part, const QStringList &locked)
+void SystemSecretStore::askUser(MissingPart part, Paths objects)
 {
-    if (part == MissingPart::DefaultKeyring && !asked.contains(noPath)) {
-        asked << noPath;
+    objects.removeIf([this](const QDBusObjectPath &object) { return asked.contains(object); });
+    asked += objects;
+    if (objects.isEmpty())
+        return;
+    if (part == MissingPart::UnlockedKeyring)
+        return ask(u"Service.Unlock"_s, {QVariant::fromValue(objects)});
+    QTimer::singleShot(readingTime, this, [this] {
         const QVariantMap properties{{u"org.freedesktop.Secret.Collection.Label"_s, u"Default keyring"_s}};
-        QTimer::singleShot(readingTime, this, [this, properties] {
-            if (lacking == MissingPart::DefaultKeyring)
-                ask(serviceCall(u"CreateCollection"_s, {properties, u"default"_s}));
-        });
-    }
-    Paths objects;
-    for (const QString &path : locked) {
-        if (!asked.contains(path))
-            objects << QDBusObjectPath(path);
-        asked << path;
-    }
-    if (!objects.isEmpty())
-        ask(serviceCall(u"Unlock"_s, {QVariant::fromValue(objects)}));
+        if (lacking == MissingPart::DefaultKeyring)
+            ask(u"Service.CreateCollection"_s, {properties, u"default"_s});
+    });
 }
 
-void SystemSecretStore::ask(const QDBusMessage &question)
+void SystemSecretStore::ask(const QString &method, const QVariantList &arguments)
 {
-    service.callLater(question, this, [this](const QDBusPendingReply<> &reply) {
+    const QDBusMessage question = SecretService::message(SecretService::path, method, arguments);
+    service.callLater(question, [this](const QDBusPendingReply<> &reply) {
         const auto prompt = reply.reply().arguments().value(1).value<QDBusObjectPath>();
-        service.perform(prompt, [this](bool) { lookSoon.start(); });
+        service.perform(prompt, [this](bool) { look(); });
     });
 }
 

@@ -3,9 +3,6 @@
 #include "platform/keyring/SecretService.h"
 #include "platform/keyring/SecretStore.h"
 
-#include <QSet>
-#include <QTimer>
-
 #include <utility>
 
 namespace velmora {
@@ -17,8 +14,6 @@ class SystemSecretStore final : public SecretStore
     Q_OBJECT
 
 public:
-    SystemSecretStore();
-
     Result<> store(const QString &serviceName, const QString &key, const QString &text) override
     {
         return keep({serviceName, key}, text);
@@ -29,7 +24,7 @@ public:
     }
     Result<std::optional<QString>> read(const QString &serviceName, const QString &key) override
     {
-        return resolve({}, serviceName, key);
+        return resolve(SecretService::noPath.data(), serviceName, key);
     }
     Result<std::optional<QByteArray>> persistentReference(const QString &service,
                                                           const QString &key) override;
@@ -41,18 +36,13 @@ public:
 private:
     /// Service and key.
     using Name = std::pair<QString, QString>;
-    /// Object paths.
-    struct Items
-    {
-        QStringList unlocked;
-        QStringList locked;
-    };
+    using Paths = QList<QDBusObjectPath>;
 
     // These are parts of an operation of the service.
-    Items search(const Name &name);
-    QString defaultCollection();
+    /// The unlocked items of this name, and the locked ones.
+    std::pair<Paths, Paths> search(const Name &name);
     /// The item that counts, or an empty path: the preferred one where it is there, else the newest one.
-    QString find(const Name &name, const QString &preferred = {});
+    QString find(const Name &name, const QString &preferred = SecretService::noPath);
     void create(const Name &name, const QString &text);
     void erase(const Name &name);
     void perform(const QDBusObjectPath &prompt, const Name &name);
@@ -64,12 +54,12 @@ private:
 
     /// Asks the service, beside the event loop, for the state that it is in.
     void look();
-    void lookInto(const QString &collection);
-    void looked(std::optional<MissingPart> found, const QStringList &locked = {});
+    void lookInto(const QDBusObjectPath &collection);
+    void looked(std::optional<MissingPart> found, const Paths &locked = {});
     void report(std::optional<MissingPart> part);
     /// Has the service ask the user for what is missing, once for each object.
-    void askUser(MissingPart part, const QStringList &locked);
-    void ask(const QDBusMessage &question);
+    void askUser(MissingPart part, Paths objects);
+    void ask(const QString &method, const QVariantList &arguments);
 
     SecretService service;
     QMap<Name, std::optional<QString>> kept;
@@ -77,8 +67,7 @@ private:
     bool isOpen = false;
     /// From the launch until the store is open for the first time.
     bool mayAsk = false;
-    QSet<QString> asked;
-    QTimer lookSoon;
+    Paths asked;
 };
 
 } // namespace velmora
