@@ -4,6 +4,8 @@
 #include "platform/Log.h"
 #include "platform/network/HttpSession.h"
 
+#include <QHash>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -18,27 +20,16 @@ using Json = nlohmann::ordered_json;
 
 QByteArray encodeParameters(const Json &parameters)
 {
-    return QByteArray::fromStdString(parameters.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
-
-QString pathOf(APIEndPoints endPoint)
-{
-    switch (endPoint) {
-    case APIEndPoints::token:
-        return u"token"_s;
-    case APIEndPoints::reset:
-        return u"account/reset"_s;
-    case APIEndPoints::service:
-        return u"endpoint"_s;
-    case APIEndPoints::favorite:
-        return u"favorite"_s;
-    }
-    fatalError(u"No path for this request"_s);
+    return QByteArray::fromStdString(parameters.dump());
 }
 
 QString urlOf(APIEndPoints endPoint, const QString &rest = {})
 {
-    return configuration::apiBaseUrl() + pathOf(endPoint) + rest;
+    static const QHash<APIEndPoints, QString> paths{{APIEndPoints::token, u"token"_s},
+                                                    {APIEndPoints::reset, u"account/reset"_s},
+                                                    {APIEndPoints::service, u"endpoint"_s},
+                                                    {APIEndPoints::favorite, u"favorite"_s}};
+    return configuration::apiBaseUrl() + paths.value(endPoint) + rest;
 }
 
 /// Sends one request; `inspect`, where it is given, sees the body of the reply before it is decoded.
@@ -46,15 +37,14 @@ template<class Record>
 void send(const HttpRequest &request, NetworkManager::Completion<Record> completion,
           void (*inspect)(const QByteArray &) = nullptr)
 {
-    HttpSession::shared().send(request,
-                               [completion = std::move(completion), inspect](const QByteArray &body) {
-                                   if (inspect != nullptr)
-                                       inspect(body);
-                                   const Result<Record> record = decode<Record>(body);
-                                   if (!record)
-                                       printLine(record.error().description());
-                                   completion(record ? std::optional(*record) : std::nullopt);
-                               });
+    HttpSession::send(request, [completion = std::move(completion), inspect](const QByteArray &body) {
+        if (inspect != nullptr)
+            inspect(body);
+        const Result<Record> record = decode<Record>(body);
+        if (!record)
+            printLine(record.error().description());
+        completion(record ? std::optional(*record) : std::nullopt);
+    });
 }
 
 void dumpResponse(const QByteArray &body)
@@ -63,16 +53,6 @@ void dumpResponse(const QByteArray &body)
 }
 
 } // namespace
-
-NetworkManager::NetworkManager(Keychain store)
-    : keychain(std::move(store)), headers{{"Content-Type", "application/json"}}
-{
-}
-
-NetworkManager NetworkManager::forOneRequest()
-{
-    return NetworkManager(Keychain::forApplication());
-}
 
 NetworkManager::Headers NetworkManager::authorised() const
 {

@@ -12,7 +12,8 @@ namespace velmora {
 /// The paths of the requests, behind the API's base URL.
 enum class APIEndPoints { token, reset, service, favorite };
 
-/// Client of the service's HTTP API: one for each request, gone when the request is sent.
+/// Client of the service's HTTP API: one for each request, with a handle on the credential store of its own;
+/// gone when the request is sent.
 ///
 /// Each operation sends exactly one request. Its completion runs from the event loop, with the decoded record
 /// or, after one diagnostic line on standard output, with nothing when the reply cannot be decoded; HTTP
@@ -24,9 +25,7 @@ public:
     template<class Record>
     using Completion = std::function<void(const std::optional<Record> &)>;
 
-    explicit NetworkManager(Keychain store);
-    /// A client with a credential-store handle of its own.
-    static NetworkManager forOneRequest();
+    static NetworkManager forOneRequest() { return {}; }
 
     void login(const QString &username, const QString &password, Completion<Token> completion) const;
     void resetPassword(const QString &username, Completion<Response> completion) const;
@@ -37,13 +36,15 @@ public:
     void connectEndpoint(qint64 endpointId, Completion<EndpointConnectResponse> completion) const;
 
 private:
+    NetworkManager() = default;
+
     using Headers = QMap<QByteArray, QByteArray>;
 
     /// The stored headers and the session token, empty where none can be read.
     Headers authorised() const;
 
-    Keychain keychain;
-    Headers headers;
+    Keychain keychain = Keychain::forApplication();
+    Headers headers{{"Content-Type", "application/json"}};
 };
 
 } // namespace velmora

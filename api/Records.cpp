@@ -1,11 +1,17 @@
 #include "api/Records.h"
 
+#include <QScopeGuard>
+
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <array>
 #include <clocale>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velmora {
@@ -22,68 +28,44 @@ using Json = nlohmann::ordered_json;
 constexpr size_t recordDepth = 4;
 constexpr size_t maximumFaultLength = 300;
 
-/// The library reads a number with the decimal point of the thread's locale; inside this scope it is a point.
-class PointLocale
-{
-public:
-    PointLocale() : point(newlocale(LC_ALL_MASK, "C", nullptr)), previous(uselocale(point)) {}
-    ~PointLocale()
-    {
-        uselocale(previous);
-        freelocale(point);
-    }
-    PointLocale(const PointLocale &) = delete;
-    PointLocale &operator=(const PointLocale &) = delete;
-
-private:
-    const locale_t point;
-    const locale_t previous;
-};
-
 /// The value of a JSON number that has a fraction or an exponent (RFC 8259, section 6), when it is an integer
 /// of 64 bits. A binary floating-point number is never in between.
-std::optional<qint64> exactInteger(std::string_view number)
+std::optional<qint64> exactInteger(const std::string &number)
 {
-    const size_t mark = std::min(number.find_first_of("eE"), number.size());
-    std::string digits(number.substr(0, mark));
-    qint64 exponent = 0;
-    bool fits = true;
-    if (mark < number.size())
-        exponent = QByteArrayView(number.substr(mark + 1)).toInt(&fits);
-    // A greater one makes the number infinite, which the library refuses, or stands behind zeros alone.
-    if (!fits)
-        exponent = std::numeric_limits<int>::min();
+    /// Longer than any text is.
+    constexpr long maximumExponent = 1'000'000'000;
+    std::string digits = number.substr(0, number.find_first_of("eE"));
+    long exponent = 0;
+    if (digits.size() < number.size())
+        exponent = std::clamp(std::strtol(number.c_str() + digits.size() + 1, nullptr, 10), -maximumExponent,
+                              maximumExponent);
     if (const size_t point = digits.find('.'); point != std::string::npos) {
-        exponent -= static_cast<qint64>(digits.size() - point - 1);
+        exponent -= static_cast<long>(digits.size() - point - 1);
         digits.erase(point, 1);
     }
     for (; digits.ends_with('0'); digits.pop_back())
         ++exponent;
     if (digits.empty() || digits == "-")
         return 0;
-    constexpr qint64 maximumDigits = 19;
-    if (exponent < 0 || exponent > maximumDigits)
+    if (exponent < 0 || exponent > std::numeric_limits<qint64>::digits10)
         return std::nullopt;
     digits.append(static_cast<size_t>(exponent), '0');
+    bool fits = false;
     const qint64 value = QByteArrayView(digits).toLongLong(&fits);
     return fits ? std::optional(value) : std::nullopt;
 }
 
-/// Builds the document from the parser's events. The library's own builder keeps no digits of a number,
-/// searches an object at each key, and keeps values of any depth, which would let a reply of 16 MiB take more
-/// than a gigabyte: here a list or an object that is too deep for every record stays empty.
+/// Builds the document from the parser's events. The library's own builder keeps no digits of a number and
+/// values of any depth, which would let a reply of 16 MiB take more than a gigabyte; with a callback that
+/// drops them it searches a list at the end of each of its elements. Here a list or an object that is too
+/// deep for every record stays empty, and an object keeps each of two equal keys.
 class DocumentBuilder final : public nlohmann::json_sax<Json>
 {
 public:
     bool null() override { return add(nullptr); }
     bool boolean(bool value) override { return add(value); }
     bool number_integer(number_integer_t value) override { return add(value); }
-    bool number_unsigned(number_unsigned_t value) override
-    {
-        if (value > static_cast<number_unsigned_t>(std::numeric_limits<qint64>::max()))
-            return add(static_cast<double>(value));
-        return add(static_cast<number_integer_t>(value));
-    }
+    bool number_unsigned(number_unsigned_t value) override { return add(value); }
     bool number_float(number_float_t value, const string_t &text) override
     {
         const std::optional<qint64> exact = exactInteger(text);
@@ -93,22 +75,12 @@ public:
     bool binary(binary_t &) override { return false; }
     bool start_object(size_t) override { return open(Json::object()); }
     bool start_array(size_t) override { return open(Json::array()); }
-    bool end_object() override
-    {
-        if (depth <= recordDepth)
-            previousMembers = containers.back()->size();
-        return close();
-    }
-    bool end_array() override { return close(); }
+    bool end_object() override { return --depth, true; }
+    bool end_array() override { return --depth, true; }
     bool key(string_t &name) override
     {
-        if (depth > recordDepth)
-            return true;
-        auto &members = membersOf(*containers.back());
-        // The objects of a list are alike.
-        if (members.empty())
-            members.reserve(previousMembers);
-        members.emplace_back(std::move(name), nullptr);
+        if (depth <= recordDepth)
+            membersOf(*containers[depth]).emplace_back(std::move(name), nullptr);
         return true;
     }
     bool parse_error(size_t, const std::string &, const nlohmann::detail::exception &error) override
@@ -119,7 +91,6 @@ public:
     }
 
     Json document;
-    /// Empty where the text is JSON.
     std::string fault;
 
 private:
@@ -129,54 +100,41 @@ private:
         return object.get_ref<Json::object_t &>();
     }
 
+    Json &newValue()
+    {
+        if (depth == 0)
+            return document;
+        Json &parent = *containers[depth];
+        return parent.is_array() ? parent.get_ref<Json::array_t &>().emplace_back()
+                                 : membersOf(parent).back().second;
+    }
+
     template<class Value>
     bool add(Value &&value)
     {
-        if (depth > recordDepth)
-            return true;
-        if (containers.empty())
-            latest = &document;
-        else if (Json &parent = *containers.back(); parent.is_array())
-            latest = &parent.get_ref<Json::array_t &>().emplace_back();
-        else
-            latest = &membersOf(parent).back().second;
-        *latest = std::forward<Value>(value);
+        if (depth <= recordDepth)
+            newValue() = std::forward<Value>(value);
         return true;
     }
 
     bool open(Json empty)
     {
-        add(std::move(empty));
-        if (++depth <= recordDepth)
-            containers.push_back(latest);
+        if (depth <= recordDepth)
+            containers[depth + 1] = &(newValue() = std::move(empty));
+        ++depth;
         return true;
     }
 
-    bool close()
-    {
-        if (depth-- <= recordDepth)
-            containers.pop_back();
-        return true;
-    }
-
-    /// The open containers that are kept; none of them moves before it is closed.
-    std::vector<Json *> containers;
-    Json *latest = nullptr;
+    /// The open containers by their depth; none of them moves before it is closed.
+    std::array<Json *, recordDepth + 2> containers{};
     size_t depth = 0;
-    /// The number of members of the object that was closed last.
-    size_t previousMembers = 0;
 };
 
-/// A value that a record cannot take; thrown through the readers, which add the path to it.
+/// A value that a record cannot take; thrown through the readers, which put the path in front.
 struct Fault
 {
     QString path;
     QString text;
-
-    void stepInto(const QString &step)
-    {
-        path = path.isEmpty() || path.startsWith(u'[') ? step + path : step + u'.' + path;
-    }
 };
 
 struct Reader
@@ -197,7 +155,8 @@ struct Reader
 
     static void read(const Json &json, qint64 &value)
     {
-        require(json.is_number_integer(), json, "an integer of 64 bits");
+        const bool fits = !json.is_number_unsigned() || std::in_range<qint64>(json.get<quint64>());
+        require(json.is_number_integer() && fits, json, "an integer of 64 bits");
         value = json.get<qint64>();
     }
 
@@ -233,7 +192,7 @@ struct Reader
             try {
                 read(element, list.emplaceBack());
             } catch (Fault &fault) {
-                fault.stepInto(u"[%1]"_s.arg(list.size() - 1));
+                fault.path.prepend(u"[%1]"_s.arg(list.size() - 1));
                 throw;
             }
         }
@@ -252,52 +211,36 @@ struct Reader
                 try {
                     read(last != members.rend() ? last->second : absent, field);
                 } catch (Fault &fault) {
-                    fault.stepInto(QLatin1String(key));
+                    fault.path.prepend(u'.' + QLatin1String(key));
                     throw;
                 }
             });
     }
 };
 
-struct Writer
+template<class Value>
+Json toJson(const Value &value)
 {
-    template<class Value>
-    static Json toJson(const Value &value)
-    {
-        if constexpr (std::is_arithmetic_v<Value>) {
-            return value;
-        } else {
-            Json object = Json::object();
-            Value::visitFields(value,
-                               [&object](const char *key, const auto &field) { write(object, key, field); });
-            return object;
-        }
-    }
-
-    static Json toJson(const QString &text) { return text.toStdString(); }
-
-    template<class Value>
-    static Json toJson(const QList<Value> &list)
-    {
+    if constexpr (std::is_arithmetic_v<Value>) {
+        return value;
+    } else if constexpr (std::is_same_v<Value, QString>) {
+        return value.toStdString();
+    } else if constexpr (requires { value.size(); }) {
         Json array = Json::array();
-        for (const Value &element : list)
+        for (const auto &element : value)
             array.push_back(toJson(element));
         return array;
+    } else {
+        Json object = Json::object();
+        Value::visitFields(value, [&object](const char *key, const auto &field) {
+            if constexpr (!requires { field.has_value(); })
+                object[key] = toJson(field);
+            else if (field)
+                object[key] = toJson(*field);
+        });
+        return object;
     }
-
-    template<class Value>
-    static void write(Json &object, const char *key, const Value &value)
-    {
-        object[key] = toJson(value);
-    }
-
-    template<class Value>
-    static void write(Json &object, const char *key, const std::optional<Value> &value)
-    {
-        if (value)
-            write(object, key, *value);
-    }
-};
+}
 
 PlatformError decodingError(const QString &text)
 {
@@ -312,7 +255,9 @@ Result<Record> decode(const QByteArray &json)
     // The library takes it for the end of the text.
     if (json.contains('\0'))
         return decodingError(u"a NUL byte in the reply"_s);
-    const PointLocale locale;
+    // The library reads a number with the decimal point of the thread's locale.
+    static const locale_t pointLocale = newlocale(LC_NUMERIC_MASK, "C", nullptr);
+    const auto restore = qScopeGuard([previous = uselocale(pointLocale)] { uselocale(previous); });
     DocumentBuilder builder;
     if (!Json::sax_parse(json.constData(), json.constData() + json.size(), &builder))
         return decodingError(QString::fromStdString(builder.fault));
@@ -320,7 +265,8 @@ Result<Record> decode(const QByteArray &json)
     try {
         Reader::read(builder.document, record);
     } catch (const Fault &fault) {
-        return decodingError((fault.path.isEmpty() ? u"the reply"_s : fault.path) + u": "_s + fault.text);
+        return decodingError((fault.path.isEmpty() ? u"the reply"_s : fault.path.mid(1)) + u": "_s +
+                             fault.text);
     }
     return record;
 }
@@ -328,9 +274,7 @@ Result<Record> decode(const QByteArray &json)
 template<class Record>
 QByteArray encode(const Record &record)
 {
-    // A text may hold half a surrogate pair, which UTF-8 cannot carry.
-    return QByteArray::fromStdString(
-        Writer::toJson(record).dump(-1, ' ', false, Json::error_handler_t::replace));
+    return QByteArray::fromStdString(toJson(record).dump());
 }
 
 #define VELMORA_CODED(Record)                                                                                \

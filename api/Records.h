@@ -24,7 +24,6 @@ struct Service
     /// Latency in milliseconds: minimum, maximum, average.
     std::optional<QList<double>> ping;
 
-    bool operator==(const Service &) const = default;
     static void visitFields(auto &record, auto &&visit)
     {
         visit("id", record.id);
@@ -40,7 +39,6 @@ struct ServiceResponse
 {
     std::optional<QList<Service>> services;
 
-    bool operator==(const ServiceResponse &) const = default;
     static void visitFields(auto &record, auto &&visit) { visit("endpoints", record.services); }
 };
 
@@ -49,7 +47,6 @@ struct FavServiceResponse
 {
     std::optional<QList<qint64>> favorites;
 
-    bool operator==(const FavServiceResponse &) const = default;
     static void visitFields(auto &record, auto &&visit) { visit("favorites", record.favorites); }
 };
 
@@ -65,7 +62,6 @@ struct EndpointConnectResponse
     /// The VPN password of this connection.
     QString password;
 
-    bool operator==(const EndpointConnectResponse &) const = default;
     static void visitFields(auto &record, auto &&visit)
     {
         visit("success", record.success);
@@ -81,7 +77,6 @@ struct Error
 {
     std::optional<QString> message;
 
-    bool operator==(const Error &) const = default;
     static void visitFields(auto &record, auto &&visit) { visit("message", record.message); }
 };
 
@@ -91,7 +86,6 @@ struct Token
     std::optional<QString> token;
     std::optional<Error> error;
 
-    bool operator==(const Token &) const = default;
     static void visitFields(auto &record, auto &&visit)
     {
         visit("token", record.token);
@@ -104,7 +98,6 @@ struct Response
 {
     std::optional<bool> success;
 
-    bool operator==(const Response &) const = default;
     static void visitFields(auto &record, auto &&visit) { visit("success", record.success); }
 };
 

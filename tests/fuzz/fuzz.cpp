@@ -1,5 +1,6 @@
-#include "tests/fuzz/Targets.h"
-
+// Feeds the decoders and the settings file with input of any kind, and ends where the outcome is not one that
+// they promise. The test replays the corpus, from which libFuzzer's program goes on:
+// velmora-fuzz --target=NAME [FLAGS] FOLDER…
 #include "api/Records.h"
 #include "platform/Log.h"
 #include "platform/UserDefaults.h"
@@ -10,8 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace velmora::testing {
-
+using namespace velmora;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -33,7 +33,7 @@ void feedRecord(const QByteArray &input)
     require(nlohmann::json::accept(input.begin(), input.end()) && !input.contains('\0'),
             "decoded what is no JSON");
     const Result<Record> again = decode<Record>(encode(*record));
-    require(again && *again == *record, "another record after encoding and decoding");
+    require(again && encode(*again) == encode(*record), "another record after encoding and decoding");
 }
 
 /// A settings file of any content is read, and emptied as a logout does it.
@@ -58,7 +58,11 @@ void feedSettings(const QByteArray &input)
     QDir(home).removeRecursively();
 }
 
-constexpr FuzzTarget targets[] = {
+constexpr struct Target
+{
+    const char *name;
+    void (*feed)(const QByteArray &input);
+} targets[] = {
     {"Token", feedRecord<Token>},
     {"Response", feedRecord<Response>},
     {"ServiceResponse", feedRecord<ServiceResponse>},
@@ -69,9 +73,43 @@ constexpr FuzzTarget targets[] = {
 
 } // namespace
 
-std::span<const FuzzTarget> fuzzTargets()
+#ifdef VELMORA_CORPUS
+
+int main()
 {
-    return targets;
+    for (const Target &target : targets) {
+        const QDir folder(QStringLiteral(VELMORA_CORPUS "/") + QString::fromLatin1(target.name));
+        const QStringList names = folder.entryList(QDir::Files);
+        require(!names.isEmpty(), "an empty corpus");
+        for (const QString &name : names) {
+            qInfo("%s/%s", target.name, qPrintable(name));
+            QFile file(folder.filePath(name));
+            require(file.open(QIODevice::ReadOnly), "an unreadable file");
+            target.feed(file.readAll());
+        }
+    }
 }
 
-} // namespace velmora::testing
+#else
+
+const Target *target = nullptr;
+
+extern "C" int LLVMFuzzerInitialize(const int *argc, char ***argv)
+{
+    for (int index = 1; index < *argc; ++index) {
+        for (const Target &one : targets) {
+            if ((*argv)[index] == "--target=" + QByteArray(one.name))
+                target = &one;
+        }
+    }
+    require(target != nullptr, "--target=NAME is missing");
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const char *data, size_t size)
+{
+    target->feed(QByteArray(data, static_cast<qsizetype>(size)));
+    return 0;
+}
+
+#endif
