@@ -9,8 +9,8 @@
 #include <libsoup/soup.h>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
-#include <vector>
 
 namespace velmora {
 
@@ -37,9 +37,9 @@ struct Exchange
 /// which the last piece arrives, does not run again before it returns.
 void deliver(Exchange &exchange)
 {
-    const auto handler = std::make_shared<HttpSession::Handler>(std::move(exchange.handler));
     QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [handler, body = std::move(exchange.body)] { (*handler)(body); },
+        QCoreApplication::instance(),
+        [handler = std::move(exchange.handler), body = std::move(exchange.body)] { handler(body); },
         Qt::QueuedConnection);
 }
 
@@ -96,14 +96,6 @@ void replyArrived(GObject *source, GAsyncResult *result, gpointer data)
         readPiece(std::move(exchange));
 }
 
-bool canBeHeader(const QByteArray &value)
-{
-    return std::none_of(value.begin(), value.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return (byte < 0x20 && byte != '\t') || byte == 0x7f;
-    });
-}
-
 /// Nothing where the request cannot be sent; the log says why.
 GObjectPtr<SoupMessage> messageOf(const HttpRequest &request)
 {
@@ -121,13 +113,8 @@ GObjectPtr<SoupMessage> messageOf(const HttpRequest &request)
     // the library read such a reply into memory as a whole.
     soup_message_disable_feature(message.get(), SOUP_TYPE_AUTH_MANAGER);
     SoupMessageHeaders *headers = soup_message_get_request_headers(message.get());
-    for (auto header = request.headers.begin(); header != request.headers.end(); ++header) {
-        if (!canBeHeader(header.value())) {
-            systemLog(u"header %1 cannot be sent"_s.arg(QString::fromLatin1(header.key())));
-            return nullptr;
-        }
+    for (auto header = request.headers.begin(); header != request.headers.end(); ++header)
         soup_message_headers_replace(headers, header.key().constData(), header.value().constData());
-    }
     if (request.body) {
         GBytes *bytes = g_bytes_new(request.body->constData(), static_cast<gsize>(request.body->size()));
         soup_message_set_request_body_from_bytes(message.get(), nullptr, bytes);
@@ -136,32 +123,8 @@ GObjectPtr<SoupMessage> messageOf(const HttpRequest &request)
     return message;
 }
 
-} // namespace
-
-struct HttpSession::Private
+SoupSession *newSession()
 {
-    GObjectPtr<SoupSession> session;
-    /// The requests that came before it.
-    std::vector<std::pair<HttpRequest, Handler>> waiting;
-};
-
-HttpSession &HttpSession::shared()
-{
-    static auto *const session = new HttpSession;
-    return *session;
-}
-
-HttpSession::HttpSession() : d(std::make_unique<Private>())
-{
-    QTimer::singleShot(startDelay, QCoreApplication::instance(), [this] { start(); });
-}
-
-void HttpSession::start()
-{
-    // A request waits for no other one: a service that never ends its replies must not hold up the next
-    // press. A connection serves one request, so what is left of it is dropped as soon as the library can.
-    d->session.reset(soup_session_new_with_options("max-conns", 256, "max-conns-per-host", 256,
-                                                   "idle-timeout", 1, nullptr));
     // GLib asks for proxies over a session bus connection of its own, with whose end it would end the
     // process.
     const auto opened = [](GObject *, GAsyncResult *result, gpointer) {
@@ -169,14 +132,24 @@ void HttpSession::start()
             g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     };
     g_bus_get(G_BUS_TYPE_SESSION, nullptr, opened, nullptr);
-    for (auto &[request, handler] : std::exchange(d->waiting, {}))
-        send(request, std::move(handler));
+    // A request waits for no other one: a service that never ends its replies must not hold up the next
+    // press. A connection serves one request, so what is left of it is dropped as soon as the library can.
+    return soup_session_new_with_options("max-conns", 256, "max-conns-per-host", 256, "idle-timeout", 1,
+                                         nullptr);
 }
+
+} // namespace
 
 void HttpSession::send(const HttpRequest &request, Handler handler)
 {
-    if (!d->session) {
-        d->waiting.emplace_back(request, std::move(handler));
+    /// Never destroyed, since requests are on their way until the end.
+    static SoupSession *session = nullptr;
+    if (session == nullptr) {
+        QTimer::singleShot(startDelay, QCoreApplication::instance(), [request, handler] {
+            if (session == nullptr)
+                session = newSession();
+            send(request, handler);
+        });
         return;
     }
     auto exchange = std::make_unique<Exchange>();
@@ -185,8 +158,7 @@ void HttpSession::send(const HttpRequest &request, Handler handler)
         return;
     exchange->handler = std::move(handler);
     SoupMessage *const message = exchange->message.get();
-    soup_session_send_async(d->session.get(), message, G_PRIORITY_DEFAULT, nullptr, replyArrived,
-                            exchange.release());
+    soup_session_send_async(session, message, G_PRIORITY_DEFAULT, nullptr, replyArrived, exchange.release());
 }
 
 } // namespace velmora

@@ -5,12 +5,11 @@
 #include <QString>
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace velmora {
 
-/// One HTTP request. Header names and values go out as they stand; a value with control characters cannot.
+/// One HTTP request. Header names and values go out as they stand: without control characters.
 struct HttpRequest
 {
     QByteArray method;
@@ -34,22 +33,8 @@ public:
     /// worst text of this length takes less than 512 MiB.
     static constexpr qsizetype maximumBodyBytes = Q_INT64_C(16) * 1024 * 1024;
 
-    /// The session of this process; it is never destroyed, since requests are on their way until the end.
-    static HttpSession &shared();
-
-    HttpSession(const HttpSession &) = delete;
-    HttpSession &operator=(const HttpSession &) = delete;
-
     /// Sends the request; `handler` runs from the event loop. The request outlives the caller.
-    void send(const HttpRequest &request, Handler handler);
-
-private:
-    struct Private;
-
-    HttpSession();
-    void start();
-
-    std::unique_ptr<Private> d;
+    static void send(const HttpRequest &request, Handler handler);
 };
 
 } // namespace velmora
