@@ -54,9 +54,9 @@ void lookupEnded(GObject *source, GAsyncResult *result, gpointer data)
     if (found != nullptr) {
         Remembered remembered{{}, Clock::now() + rememberedFor};
         for (const GList *link = found; link != nullptr; link = link->next)
-            remembered.addresses.push_back(refObject(static_cast<GInetAddress *>(link->data)));
+            remembered.addresses.emplace_back(static_cast<GInetAddress *>(link->data));
         memory().insert_or_assign(lookup->name, std::move(remembered));
-        g_resolver_free_addresses(found);
+        g_list_free(found);
     }
     lookup->handler(knownAddresses(lookup->name, lookup->port));
 }
