@@ -76,7 +76,10 @@ void HomeVC::viewDidLoad()
     favorites->selectedEndpointDelegate = selectionHandler;
     countries->selectedEndpointDelegate = selectionHandler;
     observeTunnel();
-    requestServices();
+    NetworkManager::forOneRequest().getServices(
+        [screen = self()](const std::optional<ServiceResponse> &reply) {
+            screen->servicesReply(reply ? reply->services : std::nullopt);
+        });
     setTimerMode(TimerMode::Slow);
     systemLog(u"viewDidLoad"_s);
 }
@@ -90,14 +93,6 @@ void HomeVC::viewDidAppear()
 void HomeVC::willBeReleased()
 {
     disconnect(&vpnManager, nullptr, this, nullptr);
-}
-
-void HomeVC::requestServices()
-{
-    NetworkManager::forOneRequest().getServices(
-        [screen = self()](const std::optional<ServiceResponse> &reply) {
-            screen->servicesReply(reply ? reply->services : std::nullopt);
-        });
 }
 
 void HomeVC::servicesReply(const std::optional<QList<Service>> &services)

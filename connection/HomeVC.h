@@ -54,15 +54,11 @@ public:
     void VPNStatusDidChange();
     void firePingTimer();
 
-    /// The id of the chosen endpoint; negative when none is.
-    qint64 chosenEndpoint() const { return selectedEndpointId; }
-
 protected:
     std::unique_ptr<QWidget> makeView() override;
     void willBeReleased() override;
 
 private:
-    void requestServices();
     void favoritesReply(const std::optional<QList<qint64>> &favorites);
     void reloadLists();
     /// Marks the chosen endpoint in the list that holds it; one that neither list holds any more is no
@@ -70,7 +66,6 @@ private:
     void reselectEndpoint();
 
     void observeTunnel();
-    void applyStatus(VPNStatus status, bool enabled);
     void connectReplied(const std::optional<EndpointConnectResponse> &reply);
     void configureProfile(const EndpointConnectResponse &details);
     void profileSaved(const std::optional<PlatformError> &error);

@@ -1,7 +1,6 @@
 #include "connection/HomeVC.h"
 
 #include "api/NetworkManager.h"
-#include "connection/StatusAppearance.h"
 #include "connection/StatusCard.h"
 #include "platform/Log.h"
 #include "ui/Announcement.h"
@@ -11,6 +10,44 @@
 namespace velmora {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The texts of the home screen for a tunnel status.
+struct StatusAppearance
+{
+    /// The status's name on standard output.
+    QString printed;
+    QString statusText;
+    QString buttonText;
+    /// True if the next press of the connect button disconnects.
+    bool isConnected = false;
+};
+
+/// `enabled`, the flag of the profile, matters only while the status is invalid.
+StatusAppearance appearanceOf(VPNStatus status, bool enabled)
+{
+    const QString connect = u"Quick Connect"_s;
+    const QString disconnect = u"Disconnect"_s;
+    switch (status) {
+    case VPNStatus::Invalid:
+        return {u"Invalid"_s, enabled ? u"Connected"_s : u"Disconnected"_s, enabled ? disconnect : connect,
+                enabled};
+    case VPNStatus::Disconnected:
+        return {u"Disconnected"_s, u"Disconnected"_s, connect, false};
+    case VPNStatus::Connecting:
+        return {u"Connecting"_s, u"Connecting"_s, disconnect, false};
+    case VPNStatus::Connected:
+        return {u"Connected"_s, u"Connected"_s, disconnect, true};
+    case VPNStatus::Reasserting:
+        return {u"Reasserting"_s, u"Reasserting Connection"_s, disconnect, false};
+    case VPNStatus::Disconnecting:
+        return {u"Disconnecting"_s, u"Disconnecting"_s, disconnect, false};
+    }
+    fatalError(u"unknown VPN status %1"_s.arg(static_cast<int>(status)));
+}
+
+} // namespace
 
 void HomeVC::observeTunnel()
 {
@@ -24,13 +61,9 @@ void HomeVC::observeTunnel()
 
 void HomeVC::VPNStatusDidChange()
 {
-    applyStatus(vpnManager.connection().status(), vpnManager.isEnabled());
-}
-
-void HomeVC::applyStatus(VPNStatus status, bool enabled)
-{
     printLine(u"VPN Status changed:"_s);
-    const StatusAppearance appearance = appearanceOf(status, enabled);
+    const StatusAppearance appearance =
+        appearanceOf(vpnManager.connection().status(), vpnManager.isEnabled());
     printLine(appearance.printed);
     isConnected = appearance.isConnected;
     if (connectStatusText->isVisible() && connectStatusText->text() != appearance.statusText)
