@@ -1,19 +1,13 @@
 #include "platform/keyring/SystemSecretStore.h"
 
-#include <QDBusArgument>
 #include <QDBusConnectionInterface>
-#include <QDBusVariant>
-#include <QDBusVirtualObject>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <csignal>
-#include <functional>
-#include <utility>
 
 using namespace velmora;
 using namespace Qt::StringLiterals;
@@ -22,7 +16,6 @@ namespace {
 
 const QString service = u"com.velmora.Test"_s;
 const QString busName = u"org.freedesktop.secrets"_s;
-const QString only = u"/org/freedesktop/secrets/collection/only"_s;
 constexpr int eventMilliseconds = 20000;
 constexpr int callMilliseconds = 2500;
 
@@ -71,116 +64,6 @@ private:
 
     QTemporaryDir home;
     QProcess daemon;
-};
-
-/// A Secret Service with the habits of KeePassXC and KWallet. It answers from a thread of its own, while the
-/// store blocks.
-class HabitualService final : public QDBusVirtualObject
-{
-public:
-    struct State
-    {
-        QString collection = only;
-        /// By path; those further on are newer.
-        QMap<QString, QByteArray> items{{only + u"/1"_s, "old"}};
-        bool itemsAreLocked = false;
-        QString silentMethod;
-        QString calls;
-    };
-
-    HabitualService()
-    {
-        moveToThread(&thread);
-        thread.start();
-        set([this](State &) {
-            bus.registerVirtualObject(u"/"_s, this, QDBusConnection::SubPath);
-            bus.registerService(busName);
-        });
-    }
-    ~HabitualService() override
-    {
-        QDBusConnection::disconnectFromBus(bus.name());
-        thread.quit();
-        thread.wait();
-    }
-
-    /// Changes the state between two calls.
-    void set(const std::function<void(State &)> &change)
-    {
-        QMetaObject::invokeMethod(
-            this, [&] { change(state); }, Qt::BlockingQueuedConnection);
-    }
-    /// Waits for this call; what was called since the last time, each with the path that it is about.
-    QString callsUntil(const QString &last)
-    {
-        QString calls;
-        const auto hasCome = [&] {
-            set([&calls](State &now) { calls += std::exchange(now.calls, {}); });
-            return calls.contains(last);
-        };
-        if (!QTest::qWaitFor(hasCome, eventMilliseconds))
-            QTest::qFail(qPrintable(u"no "_s + last + u" in "_s + calls), __FILE__, __LINE__);
-        return calls;
-    }
-    void emitSignal(const QString &object, const QString &interface, const QString &signal,
-                    const QVariantList &arguments)
-    {
-        QDBusMessage message =
-            QDBusMessage::createSignal(object, u"org.freedesktop.Secret."_s + interface, signal);
-        message.setArguments(arguments);
-        bus.send(message);
-    }
-    void endPrompt(const QString &prompt, bool dismissed)
-    {
-        emitSignal(prompt, u"Prompt"_s, u"Completed"_s, {dismissed, variant(QString())});
-    }
-
-    QString introspect(const QString &) const override { return {}; }
-    bool handleMessage(const QDBusMessage &call, const QDBusConnection &) override
-    {
-        state.calls += call.member() + call.path() + u' ';
-        if (call.member() == u"Unlock"_s) {
-            for (const auto &object : qdbus_cast<QList<QDBusObjectPath>>(call.arguments().constFirst()))
-                state.calls += u"Unlock of "_s + object.path();
-        }
-        if (call.member() != state.silentMethod)
-            bus.send(call.createReply(answer(call.member(), call)));
-        return true;
-    }
-
-private:
-    static QVariant variant(const QVariant &value) { return QVariant::fromValue(QDBusVariant(value)); }
-    static QVariant path(const QString &text) { return QVariant::fromValue(QDBusObjectPath(text)); }
-    QVariantList answer(const QString &method, const QDBusMessage &call) const
-    {
-        QList<QDBusObjectPath> found;
-        for (const QString &item : state.items.keys())
-            found << QDBusObjectPath(item);
-        QList<QDBusObjectPath> locked;
-        if (state.itemsAreLocked)
-            locked.swap(found);
-        QDBusArgument secret;
-        secret.beginStructure();
-        secret << QDBusObjectPath(u"/session"_s) << QByteArray() << state.items.value(call.path())
-               << u"text"_s;
-        secret.endStructure();
-        const bool isTime = call.arguments().value(1) == u"Modified"_s;
-        const qulonglong time = state.items.keys().indexOf(call.path());
-        const QMap<QString, QVariantList> answers{
-            {u"ReadAlias"_s, {path(state.collection)}},
-            {u"Get"_s, {isTime ? variant(time) : variant(state.collection != only)}},
-            {u"SearchItems"_s, {QVariant::fromValue(found), QVariant::fromValue(locked)}},
-            {u"OpenSession"_s, {variant(QString()), path(u"/session"_s)}},
-            {u"GetSecret"_s, {QVariant::fromValue(secret)}},
-            {u"Unlock"_s, {QVariant::fromValue(QList<QDBusObjectPath>()), path(u"/unlock"_s)}},
-            {u"CreateItem"_s, {path(u"/"_s), path(u"/create"_s)}},
-            {u"CreateCollection"_s, {path(u"/"_s), path(u"/create"_s)}}};
-        return answers.value(method);
-    }
-
-    QThread thread;
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"habitual"_s);
-    State state;
 };
 
 } // namespace
@@ -302,80 +185,6 @@ private Q_SLOTS:
         QCOMPARE(read(u"password"_s), u"two"_s);
         QCOMPARE(read(u"token"_s), nothing);
         QCOMPARE(*store->resolve(*reference, service, u"password"_s), std::optional(u"two"_s));
-    }
-
-    void itemsLockedOneByOneAreUnlockedByName()
-    {
-        HabitualService habitual;
-        habitual.set([](auto &now) { now.itemsAreLocked = true; });
-        QVERIFY(!store->read(service, u"token"_s));
-        QVERIFY(!store->store(service, u"token"_s, u"new"_s));
-        store->unlock();
-        QString calls = habitual.callsUntil(u"Prompt/unlock"_s);
-        QVERIFY2(calls.count(u"Unlock of"_s) == 1 && calls.contains(u"Unlock of "_s + only + u"/1"_s),
-                 qPrintable(calls));
-        QCOMPARE(store->missing(), QList{MissingPart::UnlockedKeyring});
-        // A user who says no is not asked again; one who says yes later is heard.
-        habitual.endPrompt(u"/unlock"_s, true);
-        calls = habitual.callsUntil(u"SearchItems"_s);
-        habitual.set([](auto &now) { now.itemsAreLocked = false; });
-        habitual.emitSignal(u"/org/freedesktop/secrets"_s, u"Service"_s, u"CollectionChanged"_s, {});
-        calls += habitual.callsUntil(u"CreateItem"_s);
-        QVERIFY2(!calls.contains(u"Unlock"_s) && !calls.contains(u"Dismiss"_s), qPrintable(calls));
-    }
-
-    void aTextAnswersFromMemoryUntilItsPromptHasStoredIt()
-    {
-        HabitualService habitual;
-        QVERIFY(store->store(service, u"token"_s, u"new"_s));
-        habitual.callsUntil(u"Prompt/create"_s);
-        QCOMPARE(read(u"token"_s), u"new"_s);
-        habitual.set([](auto &now) { now.items.first() = "changed by another program"; });
-        habitual.endPrompt(u"/create"_s, false);
-        QTRY_COMPARE(read(u"token"_s), u"changed by another program"_s);
-    }
-
-    void aReferenceThatLeadsNowhereIsLookedUpByAttributes()
-    {
-        HabitualService habitual;
-        const QByteArray reference = **store->persistentReference(service, u"token"_s);
-        habitual.set([](auto &now) { now.items = {{only + u"/7"_s, "older"}, {only + u"/8"_s, "newer"}}; });
-        QCOMPARE(*store->resolve(reference, service, u"token"_s), std::optional(u"newer"_s));
-    }
-
-    void aNewUserIsMadeAKeyring()
-    {
-        HabitualService habitual;
-        habitual.set([](auto &now) { now.collection = u"/"_s; });
-        QVERIFY(!store->store(service, u"token"_s, u"new"_s));
-        QSignalSpy missing(&*store, &SecretStore::missingChanged);
-        store->unlock();
-        QVERIFY(missing.wait());
-        QCOMPARE(store->missing(), QList{MissingPart::DefaultKeyring});
-        QElapsedTimer sinceTheWord;
-        sinceTheWord.start();
-        const QString calls = habitual.callsUntil(u"Prompt/create"_s);
-        QVERIFY2(sinceTheWord.elapsed() > 1000, "asked before the user can have read why");
-        QVERIFY2(calls.contains(u"CreateCollection"_s), qPrintable(calls));
-        habitual.set([](auto &now) { now.collection = only; });
-        habitual.endPrompt(u"/create"_s, false);
-        habitual.callsUntil(u"CreateItem"_s);
-        QCOMPARE(store->missing(), QList<MissingPart>());
-    }
-
-    void aCallThatStaysSilentIsWaitedForOnce()
-    {
-        HabitualService habitual;
-        QCOMPARE(read(u"token"_s), u"old"_s);
-        habitual.set([](auto &now) { now.silentMethod = u"GetSecret"_s; });
-        QElapsedTimer timer;
-        timer.start();
-        // The service answers other calls all the time.
-        for (int press = 0; press < 5; ++press) {
-            QVERIFY(!store->read(service, u"token"_s));
-            QCoreApplication::processEvents();
-        }
-        QVERIFY2(timer.elapsed() < callMilliseconds, qPrintable(QString::number(timer.elapsed())));
     }
 
 private:

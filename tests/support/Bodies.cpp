@@ -1,6 +1,6 @@
 #include "tests/support/Bodies.h"
 
-#include <zlib.h>
+#include <QProcess>
 
 namespace velmora::testing {
 
@@ -11,22 +11,15 @@ QByteArray json(const char *text)
 
 QByteArray gzipped(const QByteArray &piece, int times)
 {
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY);
-    QByteArray packed;
-    QByteArray room(65536, 0);
+    QProcess gzip;
+    gzip.start(QStringLiteral("gzip"), {QStringLiteral("-1")});
     for (int left = times; left > 0; --left) {
-        stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(piece.constData()));
-        stream.avail_in = static_cast<uInt>(piece.size());
-        do {
-            stream.next_out = reinterpret_cast<Bytef *>(room.data());
-            stream.avail_out = static_cast<uInt>(room.size());
-            deflate(&stream, left == 1 ? Z_FINISH : Z_NO_FLUSH);
-            packed.append(room.constData(), room.size() - stream.avail_out);
-        } while (stream.avail_out == 0);
+        gzip.write(piece);
+        gzip.waitForBytesWritten(-1);
     }
-    deflateEnd(&stream);
-    return packed;
+    gzip.closeWriteChannel();
+    gzip.waitForFinished(-1);
+    return gzip.readAllStandardOutput();
 }
 
 } // namespace velmora::testing

@@ -61,18 +61,11 @@ OutputCapture::OutputCapture()
 
 OutputCapture::~OutputCapture()
 {
-    stop();
-}
-
-void OutputCapture::stop()
-{
-    if (savedStdout < 0)
-        return;
     drainPrinted();
     qInstallMessageHandler(previousHandler);
     std::fflush(stdout);
     dup2(savedStdout, STDOUT_FILENO);
-    close(std::exchange(savedStdout, -1));
+    close(savedStdout);
     close(std::exchange(readEnd, -1));
     // The test's own report went into the capture, too.
     if (QTest::currentTestFailed())

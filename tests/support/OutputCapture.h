@@ -18,11 +18,9 @@ public:
     /// Puts a line of its own among the collected ones; nothing is collected without a capture.
     static void note(const QString &line);
     void clear();
-    /// Ends the capture before its time. What a failed test would have shown is shown then.
-    void stop();
 
 private:
-    int savedStdout = -1;
+    int savedStdout;
 };
 
 } // namespace velmora::testing

@@ -1,5 +1,5 @@
 """The keyrings that people have: each keeps the sign-in over restarts, asks a person as it likes to, and holds up no
-window, whatever becomes of it."""
+window, whatever happens to it."""
 
 import base64
 import os
@@ -11,10 +11,9 @@ import uuid
 
 from stage import Atspi, check, labctl, scene, until
 
-USER, PASSWORD = os.environ.get("VELMORA_LAB_USER"), os.environ.get("VELMORA_LAB_PASSWORD")
 SERVICE = "org.freedesktop.secrets"
-KEYRING_PASSWORD = "Correct-horse-42-battery"
-# Of a window that answers within two seconds, and of what reads it here.
+PASSWORD = "Correct-horse-42-battery"
+# A window that answers within two seconds, and the time to read it here.
 HELD_SECONDS = 3
 SLOW_PERSON_SECONDS = 25
 ACCESSIBLE = {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
@@ -30,8 +29,10 @@ def other(stage, name, role=Atspi.Role.PUSH_BUTTON):
     return until(f"“{name}” of another program", look)
 
 
-def press_other(stage, name, role=Atspi.Role.PUSH_BUTTON):
-    stage.desktop.press(other(stage, name, role))
+def enter_password(stage, keys=PASSWORD):
+    other(stage, "OK")
+    stage.desktop.type(keys)
+    stage.desktop.key("Return")
 
 
 def write(path, text):
@@ -44,47 +45,15 @@ def write(path, text):
     return path
 
 
-def at_home(client):
-    the_list = client.desktop.wait_for("All locations", Atspi.Role.LIST)
-    until("locations", lambda: the_list.get_child_count() > 5)
-
-
-def sign_in(client):
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    client.sign_in(USER, PASSWORD)
-    held = longest_silence(client, 3)
-    check("signing in does not hold the window", held < 1.5, held)
-    at_home(client)
-
-
-def restart(client):
-    client.kill()
-    client.start()
-
-
-def longest_silence(client, seconds):
-    """How long the window left its reader without an answer, at most, in so many seconds."""
-    longest, answered = 0, time.monotonic()
-    end = answered + seconds
-    while answered < end or longest == 0:
-        until("an answer of the window", client.desktop.texts)
-        longest, answered = max(longest, time.monotonic() - answered), time.monotonic()
-    return longest
-
-
-def seconds_to_window(client):
-    """From the start of the client to its first window."""
-    began = time.monotonic()
-    client.start()
-    until("a window", lambda: subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "velmora"],
-                                             capture_output=True).stdout)
-    return time.monotonic() - began
+def service_call(destination, path, method, *arguments):
+    return ("dbus-send", "--session", "--print-reply", "--reply-timeout=60000", "--dest=" + destination, path, method,
+            *arguments)
 
 
 def keyring_process(stage):
-    said = stage.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
-                     "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:" + SERVICE)
-    return int(said.split()[-1])
+    return int(stage.run(*service_call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus.GetConnectionUnixProcessID",
+                                       "string:" + SERVICE)).split()[-1])
 
 
 def start_on_demand(stage, name, program):
@@ -96,22 +65,59 @@ def start_on_demand(stage, name, program):
     stage.activatable()
 
 
-def stored(stage, key):
-    done = subprocess.run(["labctl", "as-user", "secret-tool", "lookup", "service", "com.velmora.Client", "key", key],
-                          capture_output=True, text=True, timeout=30)
-    return done.stdout
+def at_home(client):
+    the_list = client.desktop.wait_for("All locations", Atspi.Role.LIST)
+    until("locations", lambda: the_list.get_child_count() > 5)
 
 
-def connects(client):
+def signs_in_and_connects(client):
+    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
+    client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
+    held = longest_silence(client, 3)
+    check("signing in does not hold the window", held < 1.5, held)
+    is_home_and_connects(client)
+
+
+def is_home_and_connects(client):
+    at_home(client)
     client.choose("Berlin")
     client.connect()
     client.disconnect()
 
 
-# --- KeePassXC --------------------------------------------------------------------------------------------------------
+def references_lead_to_the_secrets(client):
+    """The profile, started by another program than the client."""
+    check("the tunnel has its secrets", labctl("as-user", "nmcli", "connection", "up", "Velmora")[0],
+          client.everything("stderr")[-5:])
+    client.desktop.wait_for_text("Connected")
+    client.disconnect()
+
+
+def longest_silence(client, seconds):
+    """The longest time that the window left its reader without an answer, in so many seconds."""
+    longest, answered = 0, time.monotonic()
+    end = answered + seconds
+    while answered < end or longest == 0:
+        until("an answer of the window", client.desktop.texts)
+        longest, answered = max(longest, time.monotonic() - answered), time.monotonic()
+    return longest
+
+
+def windows_of(program):
+    return subprocess.run(["xdotool", "search", "--onlyvisible", "--class", program], capture_output=True).stdout
+
+
+def seconds_to_window(client):
+    """From a new start of the client to its first window."""
+    client.kill()
+    began = time.monotonic()
+    client.start()
+    until("a window", lambda: windows_of("velmora"))
+    return time.monotonic() - began
+
 
 def keepassxc(stage, confirms):
-    """KeePassXC with an open database, whose root group it shows to other programs."""
+    """KeePassXC with an open database, whose root group it shows to other programs; the client signed in, restarted."""
     labctl("keyring", "kill")
     group = uuid.uuid4()
     xml = write("lab.xml", f"""<?xml version="1.0" encoding="UTF-8"?>
@@ -119,14 +125,8 @@ def keepassxc(stage, confirms):
   <Meta><CustomData><Item><Key>FDO_SECRETS_EXPOSED_GROUP</Key><Value>{{{group}}}</Value></Item></CustomData></Meta>
   <Root><Group><UUID>{base64.b64encode(group.bytes).decode()}</UUID><Name>Root</Name></Group></Root>
 </KeePassFile>""")
-    write(".config/keepassxc/keepassxc.ini", f"""[General]
-ConfigVersion=2
-UpdateCheckMessageShown=true
-[FdoSecrets]
-Enabled=true
-ShowNotification=false
-ConfirmAccessItem={str(confirms).lower()}
-""")
+    write(".config/keepassxc/keepassxc.ini", "[General]\nConfigVersion=2\nUpdateCheckMessageShown=true\n[FdoSecrets]\n"
+          f"Enabled=true\nShowNotification=false\nConfirmAccessItem={str(confirms).lower()}\n")
     database = xml.replace(".xml", ".kdbx")
     subprocess.run(["labctl", "as-user", "keepassxc-cli", "import", "-p", xml, database], input="lab\nlab\n", text=True,
                    capture_output=True, check=True)
@@ -134,13 +134,13 @@ ConfirmAccessItem={str(confirms).lower()}
     program.stdin.write(b"lab\n")
     program.stdin.close()
     stage.on_the_bus(SERVICE)
-    until("the database open", lambda: "false" in stage.run(
-        "dbus-send", "--session", "--print-reply", "--dest=" + SERVICE, "/org/freedesktop/secrets/aliases/default",
-        "org.freedesktop.DBus.Properties.Get", "string:org.freedesktop.Secret.Collection", "string:Locked"))
+    until("the database open", lambda: "false" in stage.run(*service_call(
+        SERVICE, "/org/freedesktop/secrets/aliases/default", "org.freedesktop.DBus.Properties.Get",
+        "string:org.freedesktop.Secret.Collection", "string:Locked")))
     client = stage.start_client()
-    sign_in(client)
-    connects(client)
-    restart(client)
+    signs_in_and_connects(client)
+    client.kill()
+    client.start()
     return client
 
 
@@ -148,172 +148,119 @@ ConfirmAccessItem={str(confirms).lower()}
 def keepassxc_that_confirms(stage):
     client = keepassxc(stage, confirms=True)
     client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    other(stage, "Allow Selected")
-    stage.picture("asked")
-    press_other(stage, "Allow Selected")
-    at_home(client)
-    connects(client)
-    stage.picture("signed-in")
+    stage.desktop.press(other(stage, "Allow Selected"))
+    is_home_and_connects(client)
     # A person who denies it signs in for this run.
-    restart(client)
-    press_other(stage, "Deny All & Future")
-    sign_in(client)
-    connects(client)
+    client.kill()
+    client.start()
+    stage.desktop.press(other(stage, "Deny All & Future"))
+    signs_in_and_connects(client)
     stage.picture("denied")
 
 
 @scene("keepassxc")
 def keepassxc_that_confirms_nothing(stage):
-    client = keepassxc(stage, confirms=False)
-    at_home(client)
-    connects(client)
-    stage.picture("signed-in")
-
-
-# --- KWallet ----------------------------------------------------------------------------------------------------------
-
-def kwalletd():
-    return shutil.which("kwalletd6") or shutil.which("kwalletd5")
-
-
-def restart_kwallet(stage):
-    process = keyring_process(stage)
-    os.kill(process, signal.SIGKILL)
-    until("KWallet's end", lambda: not os.path.exists(f"/proc/{process}/exe"))
-    stage.spawn("kwallet", kwalletd(), **ACCESSIBLE)
-    stage.on_the_bus("org.kde." + os.path.basename(kwalletd()))
-    stage.on_the_bus(SERVICE)
+    is_home_and_connects(keepassxc(stage, confirms=False))
 
 
 @scene("libkf5wallet-bin|kwallet6", seconds=240)
 def kwallet(stage):
+    program = shutil.which("kwalletd6") or shutil.which("kwalletd5")
+    name = os.path.basename(program)
+
+    def restart_kwallet():
+        client.kill()
+        process = keyring_process(stage)
+        os.kill(process, signal.SIGKILL)
+        until("KWallet's end", lambda: not os.path.exists(f"/proc/{process}/exe"))
+        stage.spawn("kwallet", program, **ACCESSIBLE)
+        stage.on_the_bus("org.kde." + name)
+        stage.on_the_bus(SERVICE)
+
     labctl("keyring", "kill")
     write(".config/kwalletrc", "[Wallet]\nFirst Use=false\n[org.freedesktop.secrets]\napiEnabled=true\n")
     # Installed, not running, and without a wallet.
-    start_on_demand(stage, SERVICE, kwalletd())
+    start_on_demand(stage, SERVICE, program)
     client = stage.start_client()
     said = until("a word before the question", lambda: [text for text in client.desktop.texts() if "eyring" in text])
     check("no keyring is to be installed", not any("install" in text for text in said), said)
-    press_other(stage, "Classic, blowfish encrypted file", Atspi.Role.RADIO_BUTTON)
+    check("the person can read it before the question", not windows_of(name))
+    stage.desktop.press(other(stage, "Classic, blowfish encrypted file", Atspi.Role.RADIO_BUTTON))
     stage.picture("new-wallet")
-    press_other(stage, "Finish")
-    other(stage, "OK")
-    stage.desktop.type(KEYRING_PASSWORD + "\t" + KEYRING_PASSWORD)
-    stage.desktop.key("Return")
+    stage.desktop.press(other(stage, "Finish"))
+    enter_password(stage, PASSWORD + "\t" + PASSWORD)
     until("no strip", lambda: client.desktop.find("Needs attention") is None)
-    sign_in(client)
-    connects(client)
+    signs_in_and_connects(client)
     changed = time.time()
     wallet = os.path.join(os.environ["HOME"], ".local/share/kwalletd/Default keyring.kwl")
     until("the wallet written", lambda: os.path.getmtime(wallet) > changed)
-    restart(client)
-    at_home(client)
 
     # Started anew it asks; the items stand at other paths then.
-    client.kill()
     os.remove(os.path.join(os.environ["VELMORA_LAB"], "session-services", SERVICE + ".service"))
     stage.activatable()
-    restart_kwallet(stage)
+    restart_kwallet()
     client.start()
     client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    other(stage, "OK")
-    stage.picture("locked")
-    stage.desktop.type(KEYRING_PASSWORD)
-    stage.desktop.key("Return")
+    enter_password(stage)
     at_home(client)
-    check("the profile's references are followed", labctl("as-user", "nmcli", "connection", "up", "Velmora")[0],
-          client.everything("stderr")[-5:])
-    client.desktop.wait_for_text("Connected")
-    client.disconnect()
+    references_lead_to_the_secrets(client)
 
     # A program of KDE's has it opened before: nobody is asked again.
-    client.kill()
-    restart_kwallet(stage)
-    name = os.path.basename(kwalletd())
-    opening = stage.spawn("kde", "dbus-send", "--session", "--print-reply", "--reply-timeout=60000",
-                          "--dest=org.kde." + name, "/modules/" + name, "org.kde.KWallet.open",
-                          "string:Default keyring", "int64:0", "string:kde")
-    other(stage, "OK")
-    stage.desktop.type(KEYRING_PASSWORD)
-    stage.desktop.key("Return")
+    restart_kwallet()
+    opening = stage.spawn("kde", *service_call("org.kde." + name, "/modules/" + name, "org.kde.KWallet.open",
+                                               "string:Default keyring", "int64:0", "string:kde"))
+    enter_password(stage)
     opening.wait(30)
     client.start()
-    at_home(client)
-    connects(client)
-    stage.picture("opened-by-kde")
+    is_home_and_connects(client)
 
-
-# --- GNOME Keyring ----------------------------------------------------------------------------------------------------
 
 @scene()
 def gnome_keyring_stands_still(stage):
     client = stage.start_client()
-    sign_in(client)
-    connects(client)
-    client.choose("Berlin")
+    signs_in_and_connects(client)
     process = keyring_process(stage)
     os.kill(process, signal.SIGSTOP)
-    client.press("Quick Connect")
-    held = longest_silence(client, 6)
-    check("a connect holds the window once", held < HELD_SECONDS, held)
-    client.press("Quick Connect")
-    held = longest_silence(client, 3)
-    check("the next one does not", held < 1, held)
+    for press, bound in (("a connect holds the window once", HELD_SECONDS), ("the next one does not", 1)):
+        client.press("Quick Connect")
+        held = longest_silence(client, 2 * HELD_SECONDS)
+        check(press, held < bound, held)
     os.kill(process, signal.SIGCONT)
     until("connected with the keyring that has come back", client.try_to_connect)
     client.disconnect()
 
-    client.kill()
     as_ever = seconds_to_window(client)
     at_home(client)
-    client.kill()
     os.kill(process, signal.SIGSTOP)
     took = seconds_to_window(client)
     check("the window is there within a second", took < max(1, as_ever + 0.7), (took, as_ever))
     client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    stage.picture("stopped")
     os.kill(process, signal.SIGCONT)
     at_home(client)
 
 
-@scene()
+@scene("gcr4|gcr", seconds=180)
 def gnome_keyring_is_locked(stage):
-    """Nobody unlocks it for a long time: the client works as ever, and nothing is lost."""
-    labctl("keyring", "lock")
-    client = stage.start_client()
-    sign_in(client)
-    client.desktop.wait_for("Needs attention")
-    connects(client)
-    stage.picture("locked")
-    labctl("keyring", "unlock")
-    until("the sign-in in the keyring", lambda: stored(stage, "username") == USER)
-    until("the secrets in the keyring", lambda: stored(stage, "sharedSecret"))
-    until("no strip", lambda: client.desktop.find("Needs attention") is None)
-    restart(client)
-    at_home(client)
-    check("the profile's references are followed", labctl("as-user", "nmcli", "connection", "up", "Velmora")[0],
-          client.everything("stderr")[-5:])
-
-
-@scene("gcr4|gcr")
-def gnome_keyring_waits_for_a_slow_person(stage):
+    """A slow person, asked once, does not unlock it: the client works as ever, and nothing is lost."""
     start_on_demand(stage, "org.gnome.keyring.SystemPrompter", "/usr/libexec/gcr-prompter")
-    client = stage.start_client()
-    sign_in(client)
-    client.kill()
     labctl("keyring", "lock")
     process = keyring_process(stage)
-    took = seconds_to_window(client)
-    check("the window does not wait", took < 2, took)
+    client = stage.start_client()
     client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    until("a prompt", lambda: subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "gcr-prompter"],
-                                             capture_output=True).stdout)
-    end = time.monotonic() + SLOW_PERSON_SECONDS
-    while time.monotonic() < end:
-        check("the keyring lives", keyring_process(stage) == process)
-        check("the window answers", client.desktop.find("Sign in"))
+    until("a prompt", lambda: windows_of("gcr-prompter"))
+    held = longest_silence(client, SLOW_PERSON_SECONDS)
+    check("the window and the keyring live", held < HELD_SECONDS and keyring_process(stage) == process, held)
     stage.picture("prompt")
-    stage.desktop.type("lab")
-    stage.desktop.key("Return")
+    stage.desktop.key("Escape")
+    until("no prompt", lambda: not windows_of("gcr-prompter"))
+    signs_in_and_connects(client)
+    client.desktop.wait_for("Needs attention")
+    check("nobody is asked again", not windows_of("gcr-prompter") and keyring_process(stage) == process)
+    labctl("keyring", "unlock")
+    until("no strip", lambda: client.desktop.find("Needs attention") is None)
+    until("the secrets in the keyring", lambda: subprocess.run(
+        ["labctl", "as-user", "secret-tool", "lookup", "service", "com.velmora.Client", "key", "sharedSecret"],
+        capture_output=True, timeout=30).stdout)
+    seconds_to_window(client)
     at_home(client)
-    check("the keyring lives", keyring_process(stage) == process)
+    references_lead_to_the_secrets(client)
