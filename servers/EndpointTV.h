@@ -78,7 +78,7 @@ public:
     void reloadData() override;
     /// Reloads as well, where at most latencies have changed: the cost follows the rows on screen.
     void reloadLatencies() { TableView::reloadData(); }
-    /// Whether the selected row shows the endpoint.
+    /// True where the selected row shows the endpoint.
     bool isEndpointSelected(qint64 endpointId) const;
     /// Selects the row that shows the endpoint, or none where none does, and reports neither. Returns whether
     /// a row is selected.

@@ -1,11 +1,11 @@
 #include "ui/Alert.h"
 
-#include "ui/Buttons.h"
 #include "ui/DisplayText.h"
 #include "ui/Labels.h"
 
 #include <QPlainTextEdit>
 #include <QPointer>
+#include <QPushButton>
 #include <QResizeEvent>
 #include <QScreen>
 #include <QTextBlock>
@@ -82,11 +82,8 @@ public:
         if (height <= maximum)
             setFocusPolicy(Qt::NoFocus);
         // With less, the last line counts as hidden.
-        setMinimumHeight(std::min(qCeil(height), maximum) + 1);
+        setFixedHeight(std::min(qCeil(height), maximum) + 1);
     }
-
-    QSize sizeHint() const override { return minimumSize(); }
-    QSize minimumSizeHint() const override { return minimumSize(); }
 };
 
 } // namespace
@@ -111,7 +108,7 @@ MessageDialog::MessageDialog(QWidget *parent, const QString &heading, const QStr
     headingLabel->setBuddy(view);
     setAccessibleDescription(displayText(text).left(spokenCharacters));
     column->addWidget(view);
-    auto *const dismiss = new PushButton(button, this);
+    auto *const dismiss = new QPushButton(button, this);
     dismiss->setDefault(true);
     connect(dismiss, &QPushButton::clicked, this, &QDialog::accept);
     column->addWidget(dismiss, 0, Qt::AlignRight);

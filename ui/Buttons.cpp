@@ -11,23 +11,6 @@
 
 namespace velmora {
 
-namespace {
-
-bool isReturn(const QKeyEvent *event)
-{
-    return event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-}
-
-} // namespace
-
-void PushButton::keyPressEvent(QKeyEvent *event)
-{
-    if (isReturn(event))
-        click();
-    else
-        QPushButton::keyPressEvent(event);
-}
-
 IconButton::IconButton(QWidget *parent) : QToolButton(parent)
 {
     setFocusPolicy(Qt::TabFocus);
@@ -108,9 +91,7 @@ void IconButton::leaveEvent(QEvent *event)
 
 void IconButton::keyPressEvent(QKeyEvent *event)
 {
-    if (isReturn(event))
-        click();
-    else if (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down)
+    if (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down)
         event->ignore();
     else
         QToolButton::keyPressEvent(event);

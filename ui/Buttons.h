@@ -1,24 +1,10 @@
 #pragma once
 
-#include <QPushButton>
 #include <QToolButton>
 
 #include <optional>
 
 namespace velmora {
-
-/// A push button that Return presses as Space does. Qt's own has that in dialogs; elsewhere the same setting
-/// also moves the look of the primary button to whichever has the focus.
-class PushButton final : public QPushButton
-{
-    Q_OBJECT
-
-public:
-    using QPushButton::QPushButton;
-
-protected:
-    void keyPressEvent(QKeyEvent *event) override;
-};
 
 /// A quiet button that is one icon in the palette's colours.
 class IconButton : public QToolButton
@@ -49,10 +35,10 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void leaveEvent(QEvent *event) override;
-    /// Return presses the button as Space does; the vertical arrows are left to the button's parent.
+    /// The vertical arrows are left to the button's parent.
     void keyPressEvent(QKeyEvent *event) override;
     void drawIcon(QPainter *painter, int size, const QColor &color) const;
-    /// Whether the focus came by the keyboard, so that it must be seen.
+    /// True where the focus came by the keyboard, so that it must be seen.
     bool showsFocus() const;
 
 private:

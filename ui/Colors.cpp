@@ -23,6 +23,11 @@ double luminance(const QColor &color)
     return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
 }
 
+bool isDark(const QPalette &palette)
+{
+    return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
+}
+
 /// `share` of `over`, the rest `under`.
 QColor mix(const QColor &under, const QColor &over, double share)
 {
@@ -44,6 +49,13 @@ QColor faintest(const QPalette &palette, double share, double wanted)
             return tone;
     }
     return text;
+}
+
+QColor veil(const QPalette &palette, float share)
+{
+    QColor tone = palette.color(QPalette::WindowText);
+    tone.setAlphaF(share);
+    return tone;
 }
 
 QPalette paletteOf(QRgb window, QRgb base, QRgb text, QRgb button, QRgb tip)
@@ -80,11 +92,6 @@ double contrast(const QColor &one, const QColor &other)
     return (high + 0.05) / (low + 0.05);
 }
 
-bool isDark(const QPalette &palette)
-{
-    return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
-}
-
 QColor quietText(const QPalette &palette)
 {
     return faintest(palette, 0.6, (wantsHighContrast ? highContrast : readable) + 0.3);
@@ -105,16 +112,12 @@ QColor controlOutline(const QPalette &palette)
 
 QColor hover(const QPalette &palette)
 {
-    QColor tone = palette.color(QPalette::WindowText);
-    tone.setAlphaF(0.08F);
-    return tone;
+    return veil(palette, 0.08F);
 }
 
 QColor pressed(const QPalette &palette)
 {
-    QColor tone = palette.color(QPalette::WindowText);
-    tone.setAlphaF(0.16F);
-    return tone;
+    return veil(palette, 0.16F);
 }
 
 QColor protectedFill(const QPalette &palette)

@@ -15,8 +15,6 @@ inline constexpr double readable = 4.5;
 void setHighContrast(bool wanted);
 inline constexpr double highContrast = 7;
 
-bool isDark(const QPalette &palette);
-
 QColor quietText(const QPalette &palette);
 QColor outline(const QPalette &palette);
 /// Outline of a control that takes input and must stand out from its surroundings.
@@ -35,7 +33,7 @@ QPalette onFill(const QColor &fill, const QColor &text);
 /// The palettes for a desktop that has none of its own.
 QPalette lightPalette();
 QPalette darkPalette();
-/// Whether the palette that Qt got from the desktop is only the one that Qt falls back to.
+/// True where Qt got no palette from the desktop and fell back to its own.
 bool isFallback(const QPalette &desktop);
 /// The same palette with the product's accent, tuned for its light or dark ground.
 QPalette withAccent(QPalette palette);

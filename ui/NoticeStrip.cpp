@@ -103,7 +103,7 @@ void NoticeStrip::resizeEvent(QResizeEvent *event)
 
 bool NoticeStrip::event(QEvent *event)
 {
-    // Of the lines: they are other ones, or their font is.
+    // The lines or their font have changed.
     if (event->type() == QEvent::LayoutRequest)
         claimHeight();
     return Card::event(event);

@@ -15,7 +15,7 @@ class NoticeStrip final : public Card
     Q_OBJECT
 
 public:
-    /// What all strips of the process say, also those that are made later.
+    /// Sets the lines of all strips of the process, also of those that are made later.
     static void setLines(const QStringList &lines);
 
     explicit NoticeStrip(QWidget *parent = nullptr);

@@ -81,8 +81,8 @@ void drawScrollBar(const QStyleOptionSlider &bar, const QRect &slider, QPainter 
     Style::drawPanel(painter, rect, handle, Qt::transparent, std::min(rect.width(), rect.height()) / 2);
 }
 
-/// Whether this is a further press of a held key that presses a button or closes something. Wherever the
-/// keyboard has moved since the first one, a held key acts once.
+/// True for a further press of a held key that presses a button or closes something: a held key acts once,
+/// wherever the keyboard has moved since its first press.
 bool repeatsCommand(const QObject *watched, const QKeyEvent *event)
 {
     // On X11 a repeat is a release and a press of one time. Qt marks them only where both have arrived.
@@ -155,6 +155,15 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
             showMnemonics(QApplication::activeWindow(), event->type() == QEvent::KeyPress);
         if (repeatsCommand(watched, static_cast<QKeyEvent *>(event)))
             return true;
+        // As Space does. Qt has that in dialogs; elsewhere its setting also moves the look of the primary
+        // button to whichever has the focus.
+        auto *const button = qobject_cast<QAbstractButton *>(watched);
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        if (button != nullptr && event->type() == QEvent::KeyPress &&
+            (key == Qt::Key_Return || key == Qt::Key_Enter)) {
+            button->click();
+            return true;
+        }
     } else if (event->type() == QEvent::WindowDeactivate) {
         showMnemonics(qobject_cast<QWidget *>(watched), false);
     }

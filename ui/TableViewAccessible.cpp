@@ -130,7 +130,7 @@ public:
 private:
     TableView &table() const { return *static_cast<TableView *>(widget()); }
 
-    /// Of the rows that were asked for while they were not on screen.
+    /// Stand for the rows that were asked for while they were not on screen.
     mutable QHash<int, QObject *> standIns;
 };
 

@@ -164,38 +164,32 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
     }
 }
 
-void Window::contentAppeared(const std::shared_ptr<Screen> &screen)
+void Window::contentAppeared(std::shared_ptr<Screen> screen)
 {
-    const std::shared_ptr<Screen> alive = screen;
-    alive->viewDidAppear();
-    QWidget *const view = alive->loadedView();
-    if (content == alive && (focusWidget() == nullptr || !view->isAncestorOf(focusWidget())))
+    screen->viewDidAppear();
+    QWidget *const view = screen->loadedView();
+    if (content == screen && (focusWidget() == nullptr || !view->isAncestorOf(focusWidget())))
         focusFirstControl(view);
 }
 
 void Window::setStyleMask(unsigned styleMask)
 {
     mask = styleMask;
-    applyStyleMask();
-    applyMenuBar();
-    applySizeBounds();
-}
-
-void Window::applyStyleMask()
-{
     Qt::WindowFlags flags = windowFlags();
     flags.setFlag(Qt::FramelessWindowHint, !isTitled(this));
-    if (flags == windowFlags())
-        return;
-    // QWidget::setWindowFlags() would hide a window that is shown.
-    const QPoint origin = pos();
-    overrideWindowFlags(flags);
-    if (windowHandle() != nullptr) {
-        windowHandle()->setFlags(flags);
-        // A window without its frame moves to where the frame began.
-        if (!isTitled(this))
-            setGeometry(QRect(origin, size()));
+    if (flags != windowFlags()) {
+        // QWidget::setWindowFlags() would hide a window that is shown.
+        const QPoint origin = pos();
+        overrideWindowFlags(flags);
+        if (windowHandle() != nullptr) {
+            windowHandle()->setFlags(flags);
+            // A window without its frame moves to where the frame began.
+            if (!isTitled(this))
+                setGeometry(QRect(origin, size()));
+        }
     }
+    applyMenuBar();
+    applySizeBounds();
 }
 
 void Window::applyMenuBar()

@@ -79,7 +79,6 @@ private:
     Window();
 
     void becomeKey();
-    void applyStyleMask();
     void applyCollectionBehavior();
     void applyMenuBar();
     /// The size that shows the whole content and the menu bar at this width.
@@ -91,7 +90,7 @@ private:
     void applySizeBounds();
     void fitScreen();
     /// Tells the screen that it has appeared. If it is still the content then, the keyboard goes into it.
-    void contentAppeared(const std::shared_ptr<Screen> &screen);
+    void contentAppeared(std::shared_ptr<Screen> screen);
 
     std::shared_ptr<Screen> content;
     ContentArea *area;

@@ -165,7 +165,7 @@ private Q_SLOTS:
             store->items = {{u"token"_s, u"t"_s}, {u"username"_s, u"ann"_s}};
             Q_EMIT store->opened();
             QVERIFY(login.hasMovedOn());
-            // What comes before the check happens in any case.
+            // The steps before the check are taken in any case.
             QCOMPARE(currentWindow(), login.window.get());
             QCOMPARE(login.window->styleMask() & WindowStyleMaskResizable, 0U);
             QCOMPARE(CountryMaps::shared().flags.size(), 256);

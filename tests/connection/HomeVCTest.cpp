@@ -84,6 +84,25 @@ private Q_SLOTS:
         QCOMPARE(chosen().first(), 3);
     }
 
+    void aStarSendsItsRequestAndRefreshes()
+    {
+        HomeFixture home;
+        home.load(three, "[1]");
+        const auto pressIn = [&home](const QString &list, const QByteArray &reply) {
+            home.server.requests.clear();
+            home.server.answer(reply);
+            home.control<TableView>(list)->viewAtRow(0)->findChild<IconButton *>()->click();
+        };
+        // Nothing is fetched after a refusal.
+        pressIn(u"favorites"_s, "{\"success\":false}");
+        QTRY_VERIFY(home.server.requests.size() == 1 && home.isAtRest());
+        QCOMPARE(home.server.requests[0].path, QByteArray("/api/favorite/1"));
+        pressIn(u"countries"_s, "{\"success\":true}");
+        home.server.answer("{\"endpoints\":[]}");
+        home.server.answer("{}");
+        QTRY_VERIFY(home.server.requests.size() == 3 && home.isAtRest());
+    }
+
     void aReplyIsShownInEveryWindow()
     {
         HomeFixture home;

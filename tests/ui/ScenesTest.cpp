@@ -34,10 +34,10 @@ namespace {
 constexpr int scale = 4;
 /// The least contrast of what is not text (WCAG 2, success criterion 1.4.11).
 constexpr double readableIcon = 3;
-/// What a screen of 1366 × 768 leaves beside panels, title bar and menu bar.
+/// The room that a screen of 1366 × 768 leaves beside panels, title bar and menu bar.
 constexpr QSize room(1366, 660);
 
-/// What the widget shows in one colour: its text or the name of its icon.
+/// The text that the widget shows in one colour or the name of its icon.
 QString contentOf(const QWidget *widget)
 {
     const auto *list = qobject_cast<const TableView *>(widget);
@@ -72,7 +72,7 @@ bool isInList(const QWidget *widget)
            (qobject_cast<const TableView *>(widget) != nullptr || isInList(widget->parentWidget()));
 }
 
-/// Whether a text has less room than it needs.
+/// True for a text with less room than it needs.
 bool isShort(const QWidget *widget)
 {
     const auto *label = qobject_cast<const QLabel *>(widget);
@@ -155,7 +155,7 @@ QStringList faultsOf(QWidget &shown)
 
 } // namespace
 
-/// Whether every screen can be read, whatever its colours and its font.
+/// Reads every screen, in each of its colours and sizes.
 class ScenesTest : public QObject
 {
     Q_OBJECT
