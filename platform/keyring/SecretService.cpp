@@ -51,7 +51,7 @@ QDBusMessage SecretService::propertyMessage(const QString &path, const QString &
 
 void SecretService::begin()
 {
-    bound.setRemainingTime(owner.isEmpty() ? firstCallTimeout : callTimeout);
+    bound.setRemainingTime(hasAnswered ? callTimeout : firstCallTimeout);
     if (!silent)
         error.reset();
 }
@@ -73,9 +73,7 @@ QDBusMessage SecretService::call(const QDBusMessage &message)
         });
         return answer;
     }
-    // Another service knows nothing of the session.
-    if (std::exchange(owner, answer.service()) != owner)
-        openSession = {};
+    hasAnswered = true;
     return answer;
 }
 
@@ -86,7 +84,9 @@ QVariant SecretService::property(const QDBusObjectPath &object, const QString &p
 
 QDBusObjectPath SecretService::session()
 {
-    if (openSession.path().isEmpty()) {
+    // A service that has been started again knows nothing of the session.
+    const QString present = bus.interface()->serviceOwner(serviceName);
+    if (std::exchange(owner, present) != present || openSession.path().isEmpty()) {
         const QVariant noKey = QVariant::fromValue(QDBusVariant(QString()));
         const QDBusPendingReply<QDBusVariant, QDBusObjectPath> opened =
             call(message(path, u"Service.OpenSession"_s, {u"plain"_s, noKey}));

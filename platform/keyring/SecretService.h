@@ -78,8 +78,9 @@ private:
     QDBusConnection bus;
     QDeadlineTimer bound;
     std::optional<PlatformError> error;
+    bool hasAnswered = false;
     bool silent = false;
-    /// The unique name on the bus of who answered last, and the session that it opened.
+    /// The unique name on the bus of the service that opened the session.
     QString owner;
     QDBusObjectPath openSession;
     QMap<QString, std::function<void(bool done)>> prompts;
