@@ -9,7 +9,6 @@
 #include <QUuid>
 
 #include <climits>
-#include <utility>
 
 namespace velmora {
 
@@ -34,11 +33,6 @@ const QString propertiesInterface = busService + u".Properties"_s;
 // NMActiveConnectionStateReason.
 constexpr uint userDisconnected = 2;
 constexpr uint connectionRemoved = 11;
-
-QString pathIn(const QVariantList &arguments)
-{
-    return arguments.value(0).value<QDBusObjectPath>().path();
-}
 
 std::optional<PlatformError> foreignProfile()
 {
@@ -68,10 +62,10 @@ SystemNetworkClient::~SystemNetworkClient()
     QDBusConnection::disconnectFromBus(busName);
 }
 
-Result<> SystemNetworkClient::running() const
+std::optional<PlatformError> SystemNetworkClient::obstacle() const
 {
     if (state == State::Running)
-        return Success{};
+        return std::nullopt;
     return state == State::Absent ? error(QDBusError::ServiceUnknown, u"NetworkManager is not running"_s)
                                   : error(QDBusError::NoReply, u"NetworkManager does not answer"_s);
 }
@@ -125,7 +119,8 @@ void SystemNetworkClient::setOwner(const QString &uniqueName)
         Q_EMIT changed();
         return;
     }
-    setState(State::Absent);
+    state = State::Absent;
+    Q_EMIT changed();
     const auto listed = [this](const auto &, const QVariant &names) {
         missing = owner.isEmpty() && !names.toStringList().contains(daemonService);
         Q_EMIT changed();
@@ -135,51 +130,62 @@ void SystemNetworkClient::setOwner(const QString &uniqueName)
 
 void SystemNetworkClient::askDaemon()
 {
-    const auto registered = [this](const std::optional<PlatformError> &error, const auto &) {
-        if (comesTooEarly(error))
+    // A late answer of a daemon that has gone says nothing of the next one. A daemon that starts takes its
+    // name on the bus before it has its objects there.
+    const auto isUseless = [this, asked = owner](const std::optional<PlatformError> &error) {
+        const bool comesTooEarly = error && error->code == QDBusError::UnknownMethod;
+        if (owner == asked && comesTooEarly)
+            askAgain(objectsRetry);
+        return owner != asked || comesTooEarly;
+    };
+    const auto registered = [this, isUseless](const std::optional<PlatformError> &error, const auto &) {
+        if (isUseless(error))
             return;
         if (error)
             systemLog(u"no secret agent: %1"_s.arg(error->description()));
-        setState(State::Running);
+        setRunning();
     };
-    const auto profileRead = [this, registered](const std::optional<PlatformError> &error) {
+    const auto profileRead = [this, isUseless, registered](const std::optional<PlatformError> &error) {
         // The daemon takes an identifier once per user, and may not have noticed the end of an earlier
         // process.
         const QString identifier =
             configuration::applicationIdentifier() + u'.' + QUuid::createUuid().toString(QUuid::Id128);
-        if (!offersSecrets)
-            setState(State::Running);
-        else if (!comesTooEarly(error))
+        if (isUseless(error))
+            return;
+        if (offersSecrets)
             call(daemonPath + u"/AgentManager"_s, daemonService + u".AgentManager"_s, u"Register"_s,
                  {identifier}, registered, withoutTimeout);
+        else
+            setRunning();
     };
-    const auto read = [this, profileRead](const auto &error, const QVariant &properties) {
-        if (comesTooEarly(error))
+    const auto read = [this, isUseless, profileRead](const auto &error, const QVariant &value) {
+        if (isUseless(error))
             return;
-        takeProperties(qdbus_cast<QVariantMap>(properties));
-        readProfile(profileRead, withoutTimeout);
+        const QVariantMap properties = qdbus_cast<QVariantMap>(value);
+        startingUp = properties.value(u"Startup"_s).toBool();
+        for (const auto &path : qdbus_cast<QList<QDBusObjectPath>>(properties.value(u"ActiveConnections"_s)))
+            readTunnel(numberOf(path.path()));
+        if (isSettled())
+            setRunning();
+        else
+            readProfile(profileRead, withoutTimeout);
     };
     call(daemonPath, propertiesInterface, u"GetAll"_s, {daemonService}, read, withoutTimeout);
 }
 
-/// A daemon that starts takes its name on the bus before it has its objects there; they are asked for again.
-bool SystemNetworkClient::comesTooEarly(const std::optional<PlatformError> &error)
+void SystemNetworkClient::askAgain(std::chrono::milliseconds delay)
 {
-    if (!error || error->code != QDBusError::UnknownMethod)
-        return false;
-    QTimer::singleShot(objectsRetry, this, [this, asked = owner] {
+    QTimer::singleShot(delay, this, [this, asked = owner] {
         if (owner == asked)
             askDaemon();
     });
-    return true;
 }
 
-void SystemNetworkClient::setState(State next)
+void SystemNetworkClient::setRunning()
 {
-    // A late answer of a daemon that has gone says nothing.
-    if (next == State::Running && owner.isEmpty())
-        return;
-    state = next;
+    state = State::Running;
+    if (startingUp)
+        askAgain(startupPoll);
     Q_EMIT changed();
 }
 
@@ -197,42 +203,22 @@ void SystemNetworkClient::noticed(const QDBusMessage &signal)
         readTunnel(numberOf(signal.path()));
     else if (name == u"StateChanged")
         tunnelMoved(numberOf(signal.path()), arguments);
-    else if (name == u"ConnectionRemoved" && pathIn(arguments) == savedPath)
+    else if (name == u"ConnectionRemoved" && arguments.value(0).value<QDBusObjectPath>().path() == savedPath)
         setProfile({}, {});
     else if ((name == u"NewConnection" && !savedProfile) ||
              (name == u"Updated" && signal.path() == savedPath))
         readProfile([](const auto &) {}, withoutTimeout);
 }
 
-void SystemNetworkClient::takeProperties(const QVariantMap &properties)
-{
-    startingUp = properties.value(u"Startup"_s).toBool();
-    for (const auto &path : qdbus_cast<QList<QDBusObjectPath>>(properties.value(u"ActiveConnections"_s)))
-        readTunnel(numberOf(path.path()));
-    Q_EMIT changed();
-    if (!startingUp)
-        return;
-    const auto read = [this](const auto &error, const QVariant &value) {
-        if (!error)
-            takeProperties(qdbus_cast<QVariantMap>(value));
-    };
-    QTimer::singleShot(startupPoll, this, [this, read, asked = owner] {
-        if (owner == asked)
-            call(daemonPath, propertiesInterface, u"GetAll"_s, {daemonService}, read, withoutTimeout);
-    });
-}
-
 void SystemNetworkClient::readTunnel(quint64 number)
 {
     const auto read = [this, number](const auto &, const QVariant &value) {
         const QVariantMap properties = qdbus_cast<QVariantMap>(value);
-        if (properties.value(u"Uuid"_s).toString() == SystemNetworkProfile::uuid()) {
+        const bool isOurs = properties.value(u"Uuid"_s).toString() == SystemNetworkProfile::uuid();
+        if (isOurs)
             tunnels.try_emplace(number, SystemNetworkTunnel{.revision = revision});
-            tunnelMoved(number, {properties.value(u"State"_s)});
-        } else {
-            tunnels.erase(number);
-            Q_EMIT changed();
-        }
+        tunnelMoved(number,
+                    {isOurs ? properties.value(u"State"_s) : uint(SystemNetworkTunnel::State::Deactivated)});
     };
     call(pathOf(number), propertiesInterface, u"GetAll"_s, {tunnelInterface}, read, withoutTimeout);
 }
@@ -262,22 +248,17 @@ quint64 SystemNetworkClient::numberOf(const QString &tunnelPath)
 
 void SystemNetworkClient::readProfile(const VPNCompletion &completion, int timeoutMilliseconds)
 {
-    const auto read = [this, completion](const auto &error, const QString &path, const QVariant &settings) {
-        const auto profile = SystemNetworkProfile::fromSettings(qdbus_cast<SystemNetworkSettings>(settings));
-        if (!error)
-            setProfile(profile ? path : QString(), profile);
-        completion(error || profile ? error : foreignProfile());
-    };
-    const auto found = [this, completion, read, timeoutMilliseconds](const auto &error,
-                                                                     const QVariant &value) {
+    const auto found = [this, completion, timeoutMilliseconds](const auto &error, const QVariant &value) {
         const QString path = value.value<QDBusObjectPath>().path();
+        const auto read = [this, completion, path](const auto &failure, const QVariant &settings) {
+            const auto profile =
+                SystemNetworkProfile::fromSettings(qdbus_cast<SystemNetworkSettings>(settings));
+            if (!failure)
+                setProfile(profile ? path : QString(), profile);
+            completion(failure || profile ? failure : foreignProfile());
+        };
         if (!error)
-            call(
-                path, profileInterface, u"GetSettings"_s, {},
-                [read, path](const auto &failure, const QVariant &settings) {
-                    read(failure, path, settings);
-                },
-                timeoutMilliseconds);
+            call(path, profileInterface, u"GetSettings"_s, {}, read, timeoutMilliseconds);
         else if (error->domain == settingsInterface + u".InvalidConnection"_s)
             completion(std::nullopt);
         else
@@ -314,7 +295,7 @@ void SystemNetworkClient::call(const QString &path, const QString &interface, co
     });
 }
 
-void SystemNetworkClient::when(const std::function<bool()> &condition, const Handler &handler,
+void SystemNetworkClient::when(const std::function<bool()> &condition, const std::function<void()> &handler,
                                std::chrono::milliseconds timeout)
 {
     auto *timer = new QTimer(this);
@@ -332,15 +313,9 @@ void SystemNetworkClient::when(const std::function<bool()> &condition, const Han
     timer->start(timeout);
 }
 
-void SystemNetworkClient::whenRunning(const VPNCompletion &failed, const Handler &handler)
+void SystemNetworkClient::whenSettled(const VPNCompletion &handler)
 {
-    when([this] { return isSettled(); },
-         [this, failed, handler] {
-             if (const Result<> result = running(); result)
-                 handler();
-             else
-                 failed(result.error());
-         });
+    when([this] { return isSettled(); }, [this, handler] { handler(obstacle()); });
 }
 
 PlatformError SystemNetworkClient::error(QDBusError::ErrorType type, const QString &message)

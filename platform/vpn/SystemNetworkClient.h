@@ -27,7 +27,6 @@ public:
     static inline const QString profileInterface = settingsInterface + QStringLiteral(".Connection");
     static inline const QString tunnelInterface = daemonService + QStringLiteral(".Connection.Active");
 
-    using Handler = std::function<void()>;
     /// Gets the error, whose domain is the D-Bus error's name, or else the reply's first value.
     using ReplyHandler = std::function<void(const std::optional<PlatformError> &, const QVariant &)>;
 
@@ -38,8 +37,8 @@ public:
 
     /// Whether it is found out, since the daemon came or went, if it runs and what it has of ours.
     bool isSettled() const { return state != State::Asking; }
-    /// Success while it is found out that the daemon runs.
-    Result<> running() const;
+    /// The reason why nothing can be asked of the daemon; absent while it is known to run.
+    std::optional<PlatformError> obstacle() const;
     /// Whether there is no daemon, and none that the bus would start.
     bool isMissing() const { return missing; }
     /// Whether the daemon still brings up what it brings up at its start; it may refuse tunnels until then.
@@ -65,11 +64,11 @@ public:
               const QVariantList &arguments, const ReplyHandler &handler, int timeoutMilliseconds = -1,
               const QString &service = daemonService);
     /// Runs `handler` from the event loop as soon as `condition` holds, at the latest after `timeout`.
-    void when(const std::function<bool()> &condition, const Handler &handler,
+    void when(const std::function<bool()> &condition, const std::function<void()> &handler,
               std::chrono::milliseconds timeout = std::chrono::seconds(3));
-    /// Runs `handler` from the event loop once it is found out that the daemon runs, `failed` where it does
-    /// not run or answer within a few seconds.
-    void whenRunning(const VPNCompletion &failed, const Handler &handler);
+    /// Runs `handler` from the event loop once it is found out whether the daemon runs, with an error where
+    /// it does not run or answer within a few seconds.
+    void whenSettled(const VPNCompletion &handler);
 
     static PlatformError error(QDBusError::ErrorType type, const QString &message);
 
@@ -86,10 +85,9 @@ private:
     void open();
     void closed();
     void setOwner(const QString &uniqueName);
-    void setState(State next);
     void askDaemon();
-    bool comesTooEarly(const std::optional<PlatformError> &error);
-    void takeProperties(const QVariantMap &properties);
+    void askAgain(std::chrono::milliseconds delay);
+    void setRunning();
     void tunnelMoved(quint64 number, const QVariantList &arguments);
     void setProfile(const QString &path, const std::optional<SystemNetworkProfile> &profile);
 

@@ -15,17 +15,17 @@ using SystemNetworkSettings = QMap<QString, QVariantMap>;
 /// The application's one profile, and how NetworkManager writes it: a connection of type "vpn" for the vpnc
 /// plugin, which speaks IKEv1 aggressive mode with a shared secret and extended authentication.
 ///
-/// | here                              | there                                                         |
-/// |-----------------------------------|---------------------------------------------------------------|
-/// | `serverAddress`                   | vpn.data "IPSec gateway", repeated in user.data               |
-/// | `localIdentifier`                 | vpn.data "IPSec ID"                                           |
-/// | `username`                        | vpn.data "Xauth username", left out when absent or empty; repeated
-/// in user.data | | the secrets                       | nowhere: their flags say that an agent owns them | |
-/// the references to them            | user.data, in Base64                                          | |
-/// `enabled`                         | user.data, "true" or "false"                                  | |
-/// `disconnectOnSleep`               | the opposite of vpn.persistent                                | |
-/// `isPrivate`                       | connection.permissions names this user                        | | IKE
-/// group, NAT traversal, DPD     | vpn.data, from the configuration                              |
+/// | here                          | there                                                    |
+/// |-------------------------------|----------------------------------------------------------|
+/// | `serverAddress`               | vpn.data "IPSec gateway", repeated in user.data          |
+/// | `localIdentifier`             | vpn.data "IPSec ID"                                      |
+/// | `username`                    | vpn.data "Xauth username" unless empty; in user.data too |
+/// | the secrets                   | nowhere: their flags say that an agent owns them         |
+/// | the references to them        | user.data, in Base64                                     |
+/// | `enabled`                     | user.data, "true" or "false"                             |
+/// | `disconnectOnSleep`           | the opposite of vpn.persistent                           |
+/// | `isPrivate`                   | connection.permissions names this user                   |
+/// | IKE group, NAT traversal, DPD | vpn.data, from the configuration                         |
 ///
 /// The mark in user.data says that the profile is this application's. The tunnel takes the default route, and
 /// its name servers are asked alone (a negative ipv4.dns-priority). The daemon never starts it by itself.
@@ -34,8 +34,6 @@ struct SystemNetworkProfile
     VPNProtocolIPSec protocol;
     bool enabled = false;
     bool isPrivate = true;
-
-    bool operator==(const SystemNetworkProfile &) const = default;
 
     /// The profile's UUID: one for the application and the user, because two people at one machine cannot
     /// share references into their own credential stores.

@@ -5,6 +5,7 @@
 #include "platform/Log.h"
 
 #include <QDBusMessage>
+#include <QRegularExpression>
 
 namespace velmora {
 
@@ -28,10 +29,8 @@ Result<QString> secret(const std::optional<QByteArray> &reference, const QString
     if (!*text)
         return refusal(u"the keyring has no \"%1\" at the profile's reference"_s.arg(key));
     // The plugin hands them on in lines.
-    for (const char16_t separator : {u'\0', u'\r', u'\n'}) {
-        if ((*text)->contains(QChar(separator)))
-            return refusal(u"\"%1\" holds a null character or a line break"_s.arg(key));
-    }
+    if ((*text)->contains(QRegularExpression(u"[\\x00\\r\\n]"_s)))
+        return refusal(u"\"%1\" holds a null character or a line break"_s.arg(key));
     return **text;
 }
 

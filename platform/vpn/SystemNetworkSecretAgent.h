@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Result.h"
 #include "platform/vpn/SystemNetworkProfile.h"
 
 #include <QDBusContext>

@@ -25,15 +25,11 @@ void SystemNetworkStatus::noticeLoss(const Facts &facts, Time now)
     if (!upTunnel)
         return;
     const auto found = facts.tunnels.find(*upTunnel);
-    if (found != facts.tunnels.end()) {
-        const SystemNetworkTunnel &tunnel = found->second;
-        if (tunnel.state == State::Activated && !tunnel.stopRequested)
-            return;
-        if (!tunnel.stopRequested && !tunnel.endedOnRequest)
-            lostAt = now;
-    } else {
+    const SystemNetworkTunnel tunnel = found != facts.tunnels.end() ? found->second : SystemNetworkTunnel();
+    if (tunnel.state == State::Activated && !tunnel.stopRequested)
+        return;
+    if (!tunnel.stopRequested && !tunnel.endedOnRequest)
         lostAt = now;
-    }
     upTunnel.reset();
 }
 

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QSettings>
+#include <QTimer>
 
 #include <algorithm>
 #include <utility>
@@ -12,10 +13,31 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr int readTimeoutMilliseconds = 5000;
 
 /// To disk, and no automatic start: the same two flags for AddConnection2() and Update2().
 constexpr uint saveFlags = 0x1 | 0x20;
+
+/// How long the end of an old tunnel may hold up a new one.
+constexpr std::chrono::milliseconds endTimeout = 10s;
+/// A tunnel that does go down is seen to do so within less.
+constexpr std::chrono::milliseconds deactivationRetry = 100ms;
+
+QVariant objectPath(const QString &path)
+{
+    return QVariant::fromValue(QDBusObjectPath(path));
+}
+
+/// Whether the daemon refuses the profile only because it is private: newer daemons do so where the VPN
+/// plugin does not declare that it reads files as the profile's user.
+bool refusesPrivateProfile(const PlatformError &error)
+{
+    // The error's name stands for other refusals, too; the daemon does not translate its messages.
+    return error.domain == u"org.freedesktop.NetworkManager.ConnectionNotAvailable" &&
+           error.message.contains(u"support private connections");
+}
 
 bool holdsPlugin(const QString &folder)
 {
@@ -28,18 +50,11 @@ bool holdsPlugin(const QString &folder)
 
 } // namespace
 
-bool refusesPrivateProfile(const PlatformError &error)
-{
-    // The error's name stands for other refusals, too; the daemon does not translate its messages.
-    return error.domain == u"org.freedesktop.NetworkManager.ConnectionNotAvailable" &&
-           error.message.contains(u"support private connections");
-}
-
 SystemNetworkVPNManager::SystemNetworkVPNManager(Secrets secrets, QStringList folders)
     : client(secrets == Secrets::Offered), pluginFolders(std::move(folders))
 {
-    connect(&client, &SystemNetworkClient::changed, this, &SystemNetworkVPNManager::updateStatus);
     connect(&client, &SystemNetworkClient::changed, this, [this] {
+        updateStatus();
         if (client.isMissing() != missingParts.contains(MissingPart::NetworkManager))
             lookForParts();
     });
@@ -58,7 +73,9 @@ void SystemNetworkVPNManager::loadFromPreferences(VPNCompletion completion)
         }
         completion(error);
     };
-    client.whenRunning(loaded, [this, loaded] { client.readProfile(loaded, readTimeoutMilliseconds); });
+    client.whenSettled([this, loaded](const auto &error) {
+        error ? loaded(error) : client.readProfile(loaded, readTimeoutMilliseconds);
+    });
 }
 
 void SystemNetworkVPNManager::saveToPreferences(VPNCompletion completion)
@@ -75,7 +92,7 @@ void SystemNetworkVPNManager::save(const SystemNetworkProfile &profile, const VP
 
 void SystemNetworkVPNManager::beginSave()
 {
-    client.whenRunning([this](const auto &error) { finishSave(error); }, [this] { write(); });
+    client.whenSettled([this](const auto &error) { error ? finishSave(error) : write(); });
 }
 
 void SystemNetworkVPNManager::write()
@@ -115,14 +132,12 @@ void SystemNetworkVPNManager::finishSave(const std::optional<PlatformError> &err
 
 void SystemNetworkVPNManager::removeFromPreferences(VPNCompletion completion)
 {
-    const auto removed = [completion](const auto &error, const auto &) {
-        completion(error);
-    };
-    client.whenRunning(completion, [this, completion, removed] {
+    client.whenSettled([this, completion](const auto &error) {
         if (client.profile())
-            client.call(client.profilePath(), client.profileInterface, u"Delete"_s, {}, removed);
+            client.call(client.profilePath(), client.profileInterface, u"Delete"_s, {},
+                        [completion](const auto &refused, const auto &) { completion(refused); });
         else
-            completion(std::nullopt);
+            completion(error);
     });
 }
 
@@ -138,6 +153,149 @@ void SystemNetworkVPNManager::lookForParts()
         parts << MissingPart::VPNPlugin;
     if (std::exchange(missingParts, parts) != parts)
         Q_EMIT missingChanged();
+}
+
+void SystemNetworkVPNManager::startVPNTunnel(VPNCompletion completion)
+{
+    starts.push_back({.completion = std::move(completion)});
+    if (starts.size() == 1)
+        beginStart();
+}
+
+void SystemNetworkVPNManager::stopVPNTunnel()
+{
+    for (Start &start : starts)
+        start.stopped = true;
+    client.whenSettled([this](const auto &) {
+        deactivateAll();
+        updateStatus();
+    });
+}
+
+void SystemNetworkVPNManager::beginStart()
+{
+    client.whenSettled([this](const auto &) {
+        const bool isUpAsSaved =
+            std::any_of(client.tunnels.begin(), client.tunnels.end(), [this](const auto &entry) {
+                const SystemNetworkTunnel &tunnel = entry.second;
+                return tunnel.isUpOrComingUp() && !tunnel.stopRequested && tunnel.revision == client.revision;
+            });
+        if (const auto error = obstacle(); error || isUpAsSaved) {
+            finishStart(error);
+            return;
+        }
+        starts.front().underWay = true;
+        deactivateAll();
+        client.when([this] { return obstacle() || (client.tunnels.empty() && !client.isStartingUp()); },
+                    [this] { activate(); }, endTimeout);
+        updateStatus();
+    });
+}
+
+void SystemNetworkVPNManager::activate()
+{
+    if (const auto hindrance = obstacle()) {
+        finishStart(hindrance);
+    } else if (!client.tunnels.empty()) {
+        finishStart(client.error(QDBusError::NoReply, u"The tunnel before this one does not end"_s));
+    } else {
+        starts.front().activating = true;
+        const auto answered = [this, revision = client.revision](const auto &error, const QVariant &path) {
+            activated(error, path.value<QDBusObjectPath>().path(), revision);
+        };
+        client.call(client.daemonPath, client.daemonService, u"ActivateConnection"_s,
+                    {objectPath(client.profilePath()), objectPath(u"/"_s), objectPath(u"/"_s)}, answered);
+    }
+}
+
+void SystemNetworkVPNManager::activated(const std::optional<PlatformError> &error, const QString &path,
+                                        int revision)
+{
+    Start &start = starts.front();
+    start.activating = false;
+    if (!error) {
+        client.tunnels[client.numberOf(path)].revision = revision;
+        // It may have ended already.
+        client.readTunnel(client.numberOf(path));
+    }
+    if (start.stopped)
+        deactivateAll();
+    const bool opens = error && refusesPrivateProfile(*error) && client.profile() &&
+                       client.profile()->isPrivate && !start.stopped;
+    if (!opens) {
+        const bool isActive = error && error->domain == client.daemonService + u".ConnectionAlreadyActive"_s;
+        finishStart(isActive ? std::nullopt : error);
+        return;
+    }
+    SystemNetworkProfile profile = *client.profile();
+    profile.isPrivate = false;
+    save(profile, [this, error](const auto &failure) { failure ? finishStart(error) : activate(); });
+}
+
+/// Why the first start cannot go on.
+std::optional<PlatformError> SystemNetworkVPNManager::obstacle() const
+{
+    if (const auto error = client.obstacle())
+        return error;
+    if (starts.front().stopped)
+        return client.error(QDBusError::Failed, u"The tunnel was stopped before it began"_s);
+    if (!client.profile())
+        return client.error(QDBusError::UnknownObject, u"There is no saved profile"_s);
+    return std::nullopt;
+}
+
+void SystemNetworkVPNManager::finishStart(const std::optional<PlatformError> &error)
+{
+    const VPNCompletion completion = std::move(starts.front().completion);
+    starts.pop_front();
+    if (!starts.empty())
+        beginStart();
+    updateStatus();
+    completion(error);
+}
+
+void SystemNetworkVPNManager::deactivateAll()
+{
+    for (auto &[number, tunnel] : client.tunnels) {
+        if (!std::exchange(tunnel.stopRequested, true))
+            deactivate(number);
+    }
+}
+
+/// Asks again until the tunnel goes down: the daemon accepts or refuses a question that comes before it has
+/// begun a tunnel in earnest, and then goes on with the tunnel.
+void SystemNetworkVPNManager::deactivate(quint64 number)
+{
+    const auto found = client.tunnels.find(number);
+    if (found == client.tunnels.end() || !found->second.stopRequested || !found->second.isUpOrComingUp())
+        return;
+    const auto answered = [this, number](const std::optional<PlatformError> &error, const auto &) {
+        if (!error || error->domain == client.daemonService + u".ConnectionNotActive"_s) {
+            QTimer::singleShot(deactivationRetry, this, [this, number] { deactivate(number); });
+        } else if (const auto refused = client.tunnels.find(number); refused != client.tunnels.end()) {
+            refused->second.stopRequested = false;
+            updateStatus();
+        }
+    };
+    client.call(client.daemonPath, client.daemonService, u"DeactivateConnection"_s,
+                {objectPath(SystemNetworkClient::pathOf(number))}, answered);
+}
+
+void SystemNetworkVPNManager::updateStatus()
+{
+    if (!client.isSettled())
+        return;
+    const bool isStarting = !starts.empty() && starts.front().underWay;
+    const bool isStopped = isStarting && starts.front().stopped;
+    const SystemNetworkStatus::Facts facts{
+        .daemonRuns = !client.obstacle(),
+        .hasProfile = client.profile().has_value(),
+        .startUnderWay = isStarting && !isStopped,
+        .stopUnderWay = isStopped && starts.front().activating,
+        .tunnels = client.tunnels,
+    };
+    if (machine.update(facts, std::chrono::steady_clock::now()))
+        Q_EMIT statusDidChange();
 }
 
 } // namespace velmora

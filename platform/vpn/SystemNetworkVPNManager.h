@@ -3,7 +3,6 @@
 #include "platform/vpn/SystemNetworkClient.h"
 
 #include <QFileSystemWatcher>
-#include <QStringList>
 
 #include <deque>
 
@@ -57,8 +56,6 @@ private:
         bool activating = false;
         /// Whether a stop was asked for after this start.
         bool stopped = false;
-        /// Whether the profile was opened to all users for it.
-        bool opened = false;
     };
 
     void save(const SystemNetworkProfile &profile, const VPNCompletion &completion);
@@ -67,9 +64,7 @@ private:
     void finishSave(const std::optional<PlatformError> &error);
     void lookForParts();
 
-    // SystemNetworkVPNConnection.cpp
     void beginStart();
-    void endOthers();
     void activate();
     void activated(const std::optional<PlatformError> &error, const QString &path, int revision);
     std::optional<PlatformError> obstacle() const;
@@ -90,9 +85,5 @@ private:
     QFileSystemWatcher pluginWatcher;
     QList<MissingPart> missingParts;
 };
-
-/// Whether the daemon refuses the profile only because it is private: newer daemons do so where the VPN
-/// plugin does not declare that it reads files as the profile's user.
-bool refusesPrivateProfile(const PlatformError &error);
 
 } // namespace velmora

@@ -70,9 +70,9 @@ class VPNManager : public QObject
 public:
     /// The manager of this process. Process-wide because the system holds one profile for the application,
     /// whichever screen looks at it.
-    static VPNManager &sharedManager();
+    static VPNManager &sharedManager() { return *shared; }
     /// Replaces the manager of this process; called once before the first screen, and by tests.
-    static void setSharedManager(std::unique_ptr<VPNManager> manager);
+    static void setSharedManager(std::unique_ptr<VPNManager> manager) { shared = std::move(manager); }
 
     virtual void loadFromPreferences(VPNCompletion completion) = 0;
     virtual void saveToPreferences(VPNCompletion completion) = 0;
@@ -97,6 +97,9 @@ Q_SIGNALS:
     /// Posted on every change of the connection's status, never twice in a row for the same one.
     void statusDidChange();
     void missingChanged();
+
+private:
+    static inline std::unique_ptr<VPNManager> shared;
 };
 
 } // namespace velmora
