@@ -14,17 +14,16 @@ namespace {
 const QByteArray details = "{\"success\":true,\"address\":\"gw.example\",\"configuration\":\"psk %1\","
                            "\"configurationType\":\"ipsec\",\"password\":\"vpnpw\"}";
 const PlatformError refused{u"dom"_s, 7, u"why"_s};
-const QString described = refused.description();
 
-const QString loaded = u"log Error loading VPN config from preferences: "_s;
-const QStringList asked{u"log connecting"_s, u"store get token"_s};
-const QStringList replied{u"print response.data: "_s + QString::fromUtf8(details),
-                          u"log connect to gw.example, psk %1"_s, u"vpn load"_s};
-const QStringList configured{
-    u"log configure VPN preferences"_s, u"store set sharedSecret psk %1"_s, u"log set shared secret"_s,
-    u"store set password vpnpw"_s,      u"log set vpn password"_s,          u"store get username"_s,
-    u"store attributes password"_s,     u"store attributes sharedSecret"_s, u"vpn save"_s};
-const QStringList chain = asked + replied + configured + QStringList{u"vpn load"_s, u"vpn start"_s};
+/// The whole chain of a press.
+const QStringList chain =
+    QString(
+        u"log connecting|store get token|print response.data: "_s + QString::fromUtf8(details) +
+        u"|log connect to gw.example, psk %1|vpn load|log configure VPN preferences|"
+        "store set sharedSecret psk %1|log set shared secret|store set password vpnpw|log set vpn password|"
+        "store get username|store attributes password|store attributes sharedSecret|"
+        "vpn save|vpn load|vpn start"_s)
+        .split(u'|');
 
 } // namespace
 
@@ -33,23 +32,61 @@ class TunnelTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void loadsThenConnectsStepByStep()
+    void eachFailureEndsTheChainWhereItIs_data()
+    {
+        const QString why = u"print "_s + refused.description();
+        QTest::addColumn<qsizetype>("failing");
+        QTest::addColumn<QStringList>("said");
+        QTest::newRow("no details") << qsizetype(1) << QStringList();
+        QTest::newRow("first load") << chain.indexOf(u"vpn load"_s) << QStringList{u"log error, dom / 7"_s};
+        for (const QString &step : {u"vpn save"_s, u"vpn load"_s})
+            QTest::addRow("second %s", qPrintable(step))
+                << chain.lastIndexOf(step) << QStringList{u"print VPN Preferences error: 2"_s};
+        QTest::newRow("start") << chain.size() - 1
+                               << QStringList{why, u"print VPN Preferences error: 3"_s, why};
+    }
+    void eachFailureEndsTheChainWhereItIs()
+    {
+        QFETCH(const qsizetype, failing);
+        QFETCH(const QStringList, said);
+        HomeFixture home;
+        home.loadWithoutService();
+        QCOMPARE(home.newLines().last(), u"log Error loading VPN config from preferences: nil"_s);
+        for (qsizetype step = 0; step < chain.size(); ++step)
+            home.vpn.outcomes[chain[step]] << (step == failing ? std::optional(refused) : std::nullopt);
+        if (failing > 1)
+            home.server.answer(details);
+        press(home, 7);
+        QTRY_VERIFY(home.isAtRest());
+        QCOMPARE(home.newLines(), chain.first(failing + 1) + said);
+        QCOMPARE(home.text(u"connectStatusText"_s), u"Disconnected"_s);
+        home.server.answer("{}");
+        press(home, 7);
+        QTRY_COMPARE(home.output.lines().last(), u"log incomplete response from server"_s);
+    }
+
+    void twoPressesRunTwoChains()
     {
         HomeFixture home;
-        home.vpn.loads.enqueue(refused);
+        home.vpn.outcomes[u"vpn load"_s] << refused;
         home.loadWithoutService();
-        QCOMPARE(home.newLines(),
-                 (QStringList{u"print VPN Status changed:"_s, u"print Invalid"_s, u"vpn load"_s,
-                              u"store get token"_s, u"log viewDidLoad"_s, loaded + described}));
-        home.server.answer(details);
+        QCOMPARE(home.newLines().last(),
+                 u"log Error loading VPN config from preferences: "_s + refused.description());
         home.vpn.currentStatus = VPNStatus::Connecting;
+        home.server.hold();
+        home.server.hold();
         press(home, 7);
-        QTRY_COMPARE(home.output.lines(),
-                     chain + (QStringList{u"print VPN Status changed:"_s, u"print Connecting"_s,
-                                          u"print VPN started successfully.."_s}));
+        QTRY_COMPARE(home.server.requests.size(), 2);
         QCOMPARE(home.server.requests.last().body,
                  QByteArray("{\"endpoint\":7,\"configurationType\":\"ipsec\"}"));
-        const VPNProtocolIPSec profile{
+        press(home, 2);
+        QTRY_COMPARE(home.server.requests.size(), 3);
+        home.newLines();
+        home.server.release(details);
+        QTRY_COMPARE(home.output.lines(),
+                     chain.sliced(2) + (QStringList{u"print VPN Status changed:"_s, u"print Connecting"_s,
+                                                    u"print VPN started successfully.."_s}));
+        VPNProtocolIPSec profile{
             .serverAddress = u"gw.example"_s,
             .disconnectOnSleep = false,
             .localIdentifier = u"client"_s,
@@ -61,129 +98,47 @@ private Q_SLOTS:
         };
         QCOMPARE(home.vpn.saved, QList<VPNProtocolIPSec>{profile});
         QVERIFY(home.vpn.profileEnabled);
-    }
-
-    void withoutDetailsNothingIsTouched()
-    {
-        HomeFixture home;
-        home.loadWithoutService();
-        home.newLines();
-        press(home, 7);
-        QTRY_VERIFY(home.isAtRest());
-        QCOMPARE(home.newLines(), asked);
-        home.server.answer("{}");
-        press(home, 7);
-        QTRY_VERIFY(home.isAtRest());
-        QCOMPARE(home.newLines().last(), u"log incomplete response from server"_s);
-    }
-
-    void eachFailureEndsTheChainWhereItIs_data()
-    {
-        QTest::addColumn<qsizetype>("lastCall");
-        QTest::addColumn<QStringList>("said");
-        const QString error2 = u"print VPN Preferences error: 2"_s;
-        const QString error = u"print "_s + described;
-        QTest::newRow("first load") << chain.indexOf(u"vpn load"_s) << QStringList{u"log error, dom / 7"_s};
-        QTest::newRow("save") << chain.indexOf(u"vpn save"_s) << QStringList{error2};
-        QTest::newRow("second load") << chain.lastIndexOf(u"vpn load"_s) << QStringList{error2};
-        QTest::newRow("start") << chain.indexOf(u"vpn start"_s)
-                               << QStringList{error, u"print VPN Preferences error: 3"_s, error};
-    }
-
-    void eachFailureEndsTheChainWhereItIs()
-    {
-        QFETCH(qsizetype, lastCall);
-        QFETCH(QStringList, said);
-        HomeFixture home;
-        home.loadWithoutService();
-        QCOMPARE(home.newLines().last(), loaded + u"nil"_s);
-        const auto outcome = [lastCall](qsizetype call) {
-            return call == lastCall ? std::optional(refused) : std::nullopt;
-        };
-        home.vpn.loads = {{outcome(chain.indexOf(u"vpn load"_s)), outcome(chain.lastIndexOf(u"vpn load"_s))}};
-        home.vpn.saves = {{outcome(chain.indexOf(u"vpn save"_s))}};
-        if (chain.at(lastCall) == u"vpn start"_s)
-            home.vpn.starts.enqueue(refused);
-        home.server.answer(details);
-        press(home, 7);
-        QTRY_VERIFY(home.isAtRest());
-        QCOMPARE(home.newLines(), chain.first(lastCall + 1) + said);
-        QCOMPARE(home.text(u"connectStatusText"_s), u"Disconnected"_s);
-        home.vpn.loads.clear();
-        home.server.answer(details);
-        press(home, 7);
-        QTRY_COMPARE(home.output.lines().last(), u"print VPN started successfully.."_s);
-    }
-
-    void twoPressesRunTwoChains()
-    {
-        HomeFixture home;
-        home.loadWithoutService();
-        home.server.hold();
-        home.server.hold();
-        press(home, 1);
-        QTRY_COMPARE(home.server.requests.size(), 2);
-        press(home, 2);
-        QTRY_COMPARE(home.server.requests.size(), 3);
-        home.server.release(details);
-        QTRY_COMPARE(home.vpn.saved.size(), 1);
-        // What the store does not give is absent, and stops nothing.
+        // An item that the store does not give is absent, and stops nothing.
         home.store.failing = true;
         home.server.release(QByteArray(details).replace("gw.example", "later.example"));
         QTRY_COMPARE(home.output.lines().filter(u"started"_s).size(), 2);
-        VPNProtocolIPSec later = home.vpn.saved.first();
-        later.serverAddress = u"later.example"_s;
-        later.username.reset();
-        later.passwordReference.reset();
-        later.sharedSecretReference.reset();
-        QCOMPARE(home.vpn.saved.last(), later);
+        profile.serverAddress = u"later.example"_s;
+        profile.username.reset();
+        profile.passwordReference.reset();
+        profile.sharedSecretReference.reset();
+        QCOMPARE(home.vpn.saved.last(), profile);
     }
 
     void everyStatusHasItsRow()
     {
-        const QString connect = u"Quick Connect"_s;
-        const QString disconnect = u"Disconnect"_s;
-        const QStringList starts{u"log connecting"_s};
-        const QStringList ends{u"log disconnecting"_s, u"vpn stop"_s};
-        struct Row
-        {
-            VPNStatus status;
-            bool enabled;
-            QString printed, statusText, buttonText;
-            QStringList nextPress;
-        };
-        const Row rows[] = {
-            {VPNStatus::Invalid, false, u"Invalid"_s, u"Disconnected"_s, connect, starts},
-            {VPNStatus::Invalid, true, u"Invalid"_s, u"Connected"_s, disconnect, ends},
-            {VPNStatus::Disconnected, true, u"Disconnected"_s, u"Disconnected"_s, connect, starts},
-            {VPNStatus::Connecting, true, u"Connecting"_s, u"Connecting"_s, disconnect, starts},
-            {VPNStatus::Connected, true, u"Connected"_s, u"Connected"_s, disconnect, ends},
-            {VPNStatus::Reasserting, true, u"Reasserting"_s, u"Reasserting Connection"_s, disconnect, starts},
-            {VPNStatus::Disconnecting, true, u"Disconnecting"_s, u"Disconnecting"_s, disconnect, starts},
+        // The printed name; the text; whether the button disconnects by its text, and by its press.
+        const std::tuple<VPNStatus, bool, QString, QString, bool, bool> rows[] = {
+            {VPNStatus::Invalid, false, u"Invalid"_s, u"Disconnected"_s, false, false},
+            {VPNStatus::Invalid, true, u"Invalid"_s, u"Connected"_s, true, true},
+            {VPNStatus::Disconnected, true, u"Disconnected"_s, u"Disconnected"_s, false, false},
+            {VPNStatus::Connecting, true, u"Connecting"_s, u"Connecting"_s, true, false},
+            {VPNStatus::Connected, true, u"Connected"_s, u"Connected"_s, true, true},
+            {VPNStatus::Reasserting, true, u"Reasserting"_s, u"Reasserting Connection"_s, true, false},
+            {VPNStatus::Disconnecting, true, u"Disconnecting"_s, u"Disconnecting"_s, true, false},
         };
         HomeFixture home;
         home.loadWithoutService();
         home.newLines();
-        for (const Row &row : rows) {
-            home.vpn.profileEnabled = row.enabled;
-            home.vpn.post(row.status);
+        for (const auto &[status, enabled, printed, text, saysDisconnect, disconnects] : rows) {
+            home.vpn.profileEnabled = enabled;
+            home.vpn.post(status);
             // Without a choice there is nothing behind the first line.
             press(home, -1);
+            const QStringList next = disconnects ? QStringList{u"log disconnecting"_s, u"vpn stop"_s}
+                                                 : QStringList{u"log connecting"_s};
             QCOMPARE(home.newLines(),
-                     (QStringList{u"print VPN Status changed:"_s, u"print "_s + row.printed}) +
-                         row.nextPress);
-            QCOMPARE(home.text(u"connectStatusText"_s), row.statusText);
-            QCOMPARE(home.text(u"connectText"_s), row.buttonText);
+                     QStringList({u"print VPN Status changed:"_s, u"print "_s + printed}) + next);
+            QCOMPARE(home.text(u"connectStatusText"_s), text);
+            QCOMPARE(home.text(u"connectText"_s), saysDisconnect ? u"Disconnect"_s : u"Quick Connect"_s);
             QCOMPARE(home.control<PowerButton>(u"connectButton"_s)->imageName(),
-                     row.buttonText == connect ? u"power"_s : u"power1"_s);
+                     saysDisconnect ? u"power1"_s : u"power"_s);
         }
         QVERIFY(home.isAtRest());
-    }
-
-    void anUnknownStatusIsFatal()
-    {
-        HomeFixture home;
-        home.loadWithoutService();
         // Qt paints with threads, which a forked copy does not have.
         home.window->hide();
         QVERIFY(runsToItsDeath([&home] { home.vpn.post(static_cast<VPNStatus>(6)); }).aborted);

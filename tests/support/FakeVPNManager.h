@@ -4,8 +4,11 @@
 #include "tests/support/OutputCapture.h"
 
 #include <QQueue>
+#include <QTimer>
 
 namespace velmora::testing {
+
+using namespace Qt::StringLiterals;
 
 /// A VPN configuration and tunnel in memory: answers with the scripted outcomes, success where there is none,
 /// always from the event loop, and notes each call in the capture's order.
@@ -21,17 +24,16 @@ public:
         return installed;
     }
 
-    void loadFromPreferences(VPNCompletion completion) override { answer("load", loads, completion); }
+    void loadFromPreferences(VPNCompletion completion) override { answer(u"vpn load"_s, completion); }
     void saveToPreferences(VPNCompletion completion) override
     {
         saved.append(protocol.value_or(VPNProtocolIPSec{}));
-        answer("save", saves, completion);
+        answer(u"vpn save"_s, completion);
     }
     void removeFromPreferences(VPNCompletion completion) override
     {
         protocol.reset();
-        QQueue<std::optional<PlatformError>> none;
-        answer("remove", none, completion);
+        answer(u"vpn remove"_s, completion);
     }
     void setProtocolConfiguration(const VPNProtocolIPSec &profile) override { protocol = profile; }
     std::optional<VPNProtocolIPSec> protocolConfiguration() const override { return protocol; }
@@ -40,8 +42,8 @@ public:
     VPNConnection &connection() override { return *this; }
 
     VPNStatus status() const override { return currentStatus; }
-    void startVPNTunnel(VPNCompletion completion) override { answer("start", starts, completion); }
-    void stopVPNTunnel() override { OutputCapture::note(QStringLiteral("vpn stop")); }
+    void startVPNTunnel(VPNCompletion completion) override { answer(u"vpn start"_s, completion); }
+    void stopVPNTunnel() override { OutputCapture::note(u"vpn stop"_s); }
 
     QList<MissingPart> missing() const override { return missingParts; }
     void lack(const QList<MissingPart> &parts)
@@ -57,9 +59,8 @@ public:
         Q_EMIT statusDidChange();
     }
 
-    QQueue<std::optional<PlatformError>> loads;
-    QQueue<std::optional<PlatformError>> saves;
-    QQueue<std::optional<PlatformError>> starts;
+    /// By the line that each call leaves in the capture.
+    QMap<QString, QQueue<std::optional<PlatformError>>> outcomes;
     /// As they were when each save was asked for.
     QList<VPNProtocolIPSec> saved;
     std::optional<VPNProtocolIPSec> protocol;
@@ -68,13 +69,11 @@ public:
     QList<MissingPart> missingParts;
 
 private:
-    void answer(const char *call, QQueue<std::optional<PlatformError>> &scripted,
-                const VPNCompletion &completion)
+    void answer(const QString &call, const VPNCompletion &completion)
     {
-        OutputCapture::note(QStringLiteral("vpn ") + QLatin1String(call));
-        const auto outcome = scripted.isEmpty() ? std::nullopt : scripted.dequeue();
-        QMetaObject::invokeMethod(
-            this, [completion, outcome] { completion(outcome); }, Qt::QueuedConnection);
+        OutputCapture::note(call);
+        const auto outcome = outcomes[call].isEmpty() ? std::nullopt : outcomes[call].dequeue();
+        QTimer::singleShot(0, this, [completion, outcome] { completion(outcome); });
     }
 };
 
