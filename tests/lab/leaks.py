@@ -22,16 +22,9 @@ BESIDE_THE_TUNNEL = (f"not arp and not host {GATEWAY} and not net fe80::/10 and 
 HARMLESS = (GATEWAY, ROUTER + " ", "fe80::")
 # The daemon learns of a gateway that has gone from the tunnel's own questions, after up to 48 s.
 ENDED_SECONDS = 60
-ENDS = {
-    "a press": None,
-    "an end by another program": "nmcli connection down Velmora",
-    "vpnc killed": "pkill -KILL -x vpnc",
-    "plugin killed": "pkill -KILL -x nm-vpnc-service",
-    "daemon killed": "labctl nm kill",
-    "daemon stopped": "labctl nm stop",
-    "profile deleted": "nmcli connection delete Velmora",
-    "gateway gone": "labctl gateway stop",
-}
+PRESS = ": a press"
+ENDS = (PRESS, "nmcli connection down Velmora", "pkill -KILL -x vpnc", "pkill -KILL -x nm-vpnc-service",
+        "labctl nm kill", "labctl nm stop", "nmcli connection delete Velmora", "labctl gateway stop")
 numbers = itertools.count()
 
 
@@ -40,7 +33,7 @@ def output(*command):
 
 
 def routes_and_resolver():
-    routes = output("ip", "-4", "route").splitlines() + output("ip", "-6", "route").splitlines()
+    routes = (output("ip", "-4", "route") + output("ip", "-6", "route")).splitlines()
     return sorted(route for route in routes if not route.startswith(HARMLESS)), labctl("dns")[1]
 
 
@@ -57,20 +50,20 @@ def seen_while_asking(resolver):
 def nothing_passes_beside_and_all_is_as_before(client):
     before = routes_and_resolver()
     check("the resolver of before", before[1].startswith(RESOLVER), before)
-    for what, command in ENDS.items():
+    for end in ENDS:
         until("connected", client.try_to_connect, CONNECT_SECONDS)
         until("the tunnel's resolver", lambda: labctl("dns")[1] == TUNNEL_RESOLVER)
         seen = seen_while_asking("tunnel-resolver")
         check("nothing passes beside the tunnel", not seen, seen)
         # Or the daemon might build a lost tunnel again by itself.
         labctl("gateway", "forget")
-        if command is None:
+        if end == PRESS:
             client.press("Disconnect")
-        follows(client, what, command or "true", "Disconnected", ENDED_SECONDS)
+        follows(client, end, end, "Disconnected", ENDED_SECONDS)
         labctl("nm", "start")
-        until(f"{what}: routes and resolver as before", lambda: routes_and_resolver() == before)
+        until(f"{end}: routes and resolver as before", lambda: routes_and_resolver() == before)
         seen = seen_while_asking("resolver")
-        check(f"{what}: all is seen again", f"{RESOLVER}.53: " in seen and f"{IPV6_HOST}: ICMP6" in seen, seen)
+        check(f"{end}: all is seen again", f"{RESOLVER}.53: " in seen and f"{IPV6_HOST}: ICMP6" in seen, seen)
         labctl("gateway", "start")
         # The plugin that was killed has left its child behind.
         output("pkill", "-KILL", "-x", "vpnc")
