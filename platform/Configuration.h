@@ -2,11 +2,11 @@
 
 #include <QString>
 
-/// What is compiled in. Each executable links exactly one definition of these functions: the client the one
-/// that is generated from the CMake cache variables, a test its own.
+/// Values that are compiled in. Each executable links one definition of these functions: the client links the
+/// one that CMake generates from its cache variables, a test links its own.
 namespace velmora::configuration {
 
-/// Text in front of each request path, with its trailing slash.
+/// Prefix of each request path, with a trailing slash.
 QString apiBaseUrl();
 /// Host of the service's web site.
 QString webHost();
@@ -17,7 +17,7 @@ QString version();
 /// IKE parameters in the notation of NetworkManager's vpnc plugin.
 QString ikeDhGroup();
 QString natTraversalMode();
-/// Idle seconds before dead peer detection asks the gateway, in decimal.
+/// Idle seconds before dead peer detection sends a request to the gateway, in decimal.
 QString dpdIdleSeconds();
 
 } // namespace velmora::configuration

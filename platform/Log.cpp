@@ -1,6 +1,7 @@
 #include "platform/Log.h"
 
 #include <QLoggingCategory>
+#include <QTextStream>
 
 #include <cstdio>
 #include <cstdlib>
@@ -9,18 +10,6 @@ namespace velmora {
 
 Q_LOGGING_CATEGORY(category, "velmora")
 
-namespace {
-
-void printTo(std::FILE *stream, const QString &line)
-{
-    QByteArray bytes = line.toUtf8();
-    bytes.append('\n');
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-    std::fflush(stream);
-}
-
-} // namespace
-
 void systemLog(const QString &message)
 {
     qCInfo(category).noquote() << message;
@@ -28,12 +17,12 @@ void systemLog(const QString &message)
 
 void printLine(const QString &line)
 {
-    printTo(stdout, line);
+    QTextStream(stdout) << line << Qt::endl;
 }
 
 void printErrorLine(const QString &line)
 {
-    printTo(stderr, line);
+    QTextStream(stderr) << line << Qt::endl;
 }
 
 void fatalError(const QString &reason, const QString &printed)

@@ -7,15 +7,14 @@ namespace velmora {
 /// Writes one message to the system log: the journal, or standard error where a console or a test reads it.
 void systemLog(const QString &message);
 
-/// Writes one line to standard output and flushes it. Where the reader has gone, the
-/// line is lost.
+/// Writes one line to standard output and flushes it. The line is lost when nobody reads there any more.
 void printLine(const QString &line);
 
-/// Writes one line to standard error, for the person who called the program on a terminal.
+/// Writes one line to standard error, for the user on a terminal.
 void printErrorLine(const QString &line);
 
-/// Ends the process for a broken invariant: `printed`, where it is not empty, goes to standard output as a
-/// line of its own, `reason` to the system log, then the process aborts.
+/// Aborts the process because of a broken invariant. Prints `printed` first, unless it is empty, and writes
+/// `reason` to the system log.
 [[noreturn]] void fatalError(const QString &reason, const QString &printed = {});
 
 } // namespace velmora

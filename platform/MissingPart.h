@@ -4,9 +4,9 @@
 
 namespace velmora {
 
-/// Something that the client needs of the system and does not find. The credential store and the VPN manager
-/// each say which of theirs are missing (`missing()`), and tell when that changes (`missingChanged()`). What
-/// has not answered yet is not missing.
+/// A part of the system that the client needs and does not find. The credential store and the VPN manager
+/// return those that they miss (`missing()`) and signal a change (`missingChanged()`). A part that has not
+/// answered yet is not missing.
 enum class MissingPart {
     NetworkManager,
     VPNPlugin,

@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-/// An error of a platform service: which part of it speaks (`domain`), its number there, and a sentence.
+/// An error of a platform service. `code` is the number within `domain`, and `message` a sentence.
 struct PlatformError
 {
     QString domain;
@@ -12,9 +12,10 @@ struct PlatformError
     QString message;
 
     /// One line with all three, for the diagnostic channels.
-    QString description() const;
-
-    bool operator==(const PlatformError &) const = default;
+    QString description() const
+    {
+        return QStringLiteral("Error Domain=%1 Code=%2 \"%3\"").arg(domain, QString::number(code), message);
+    }
 };
 
 } // namespace velmora

@@ -14,11 +14,7 @@ namespace velmora {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-OperatingSystemVersion current{10, 13, 0};
-
-} // namespace
+static OperatingSystemVersion current{10, 13, 0};
 
 OperatingSystemVersion ProcessInfo::operatingSystemVersion()
 {
@@ -41,15 +37,15 @@ bool ProcessInfo::runsOnGLib()
 void ProcessInfo::openStandardFiles()
 {
     for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        // The lowest free number is the one that is closed.
+        // open() returns the lowest free number, which is this one.
         if (::fcntl(file, F_GETFD) < 0)
             ::open("/dev/null", O_RDWR);
     }
 }
 
-// One byte, not none: a collector that the kernel pipes dumps to is called with a limit of none as well, and
-// not with this one (see core(5) and the kernel's fs/coredump.c). PR_SET_DUMPABLE would do, too, but takes
-// /proc/PID/root away from the desktop portals, which then refuse the client everything.
+// The limit is one byte: the kernel ignores a limit of zero when it pipes the dump to a program, and obeys
+// this one (core(5) and the kernel's fs/coredump.c). PR_SET_DUMPABLE would hide /proc/PID/root from the
+// desktop portals, which would then refuse every request.
 void ProcessInfo::leaveNoCoreDump()
 {
     rlimit limit{};

@@ -9,24 +9,24 @@ struct OperatingSystemVersion
     int patch;
 };
 
-/// What the client runs on, in the numbering of the desktop interfaces that it was written for. How a Linux
-/// distribution numbers itself says nothing of its desktop, so this is the level that the client provides for
-/// itself, the same everywhere.
+/// The process and the system level that it runs on. The level counts in the versions of the desktop
+/// interfaces that the client was written for. The version of a Linux distribution does not tell its desktop,
+/// so the client provides the same level everywhere.
 class ProcessInfo
 {
 public:
     static OperatingSystemVersion operatingSystemVersion();
-    /// Makes the process believe that it runs on another level.
+    /// Changes the level for this process.
     static void setOperatingSystemVersion(const OperatingSystemVersion &version);
 
-    /// Whether Qt's event loop is GLib's. The platform's libraries report through that one; under another
-    /// they would stay silent for ever. Needs the application object; the reason goes to the system log.
+    /// Whether Qt runs on GLib's event loop, without which libsoup and GIO never call back. Needs the
+    /// application object. Writes a failure to the system log.
     static bool runsOnGLib();
 
-    /// Gives each of the standard files that is closed at the start to /dev/null: what is opened next would
-    /// take its place, and get what is meant for standard output.
+    /// Opens /dev/null for each standard stream that is closed. Otherwise the next file that the process
+    /// opens would take its number and receive the output.
     static void openStandardFiles();
-    /// From here on a crash leaves no image of the memory behind, in which passwords would be.
+    /// Keeps the kernel from writing core dumps, which would contain passwords.
     static void leaveNoCoreDump();
 };
 

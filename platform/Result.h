@@ -11,7 +11,7 @@ struct Success
 {
 };
 
-/// The value of a platform call, or why there is none.
+/// The value of a platform call, or its error.
 template<class T = Success>
 class [[nodiscard]] Result
 {

@@ -1,37 +1,31 @@
 #pragma once
 
-#include <QString>
-#include <QVariant>
-
-#include <memory>
-
-class QSettings;
+#include <QSettings>
 
 namespace velmora {
 
 /// The user's settings of this application: one file in the configuration folder, named after the
-/// application's identifier. System-wide files are not looked at.
+/// application's identifier. There are no system-wide defaults.
 class UserDefaults
 {
 public:
-    /// The one of this process. It reads what other processes wrote in the meantime.
-    static UserDefaults standardUserDefaults();
+    /// Reads the file, with the changes of other processes.
+    static UserDefaults standardUserDefaults() { return {}; }
 
-    ~UserDefaults();
-
-    /// Invalid where there is none.
-    QVariant valueForKey(const QString &key) const;
+    /// Returns an invalid value for an unknown key.
+    QVariant valueForKey(const QString &key) const { return settings.value(key); }
     QVariantMap dictionaryRepresentation() const;
     void removeObjectForKey(const QString &key);
-    /// Writes what changed as a whole file, so that nothing that ends the process later can lose or cut it.
-    void synchronize();
+    /// Writes the changes at once. The file is replaced as a whole, so that a crash cannot cut it.
+    void synchronize() { settings.sync(); }
 
     static QString filePath();
 
 private:
-    UserDefaults();
+    UserDefaults() = default;
 
-    std::unique_ptr<QSettings> settings;
+    // A named file has no fallbacks; one that QSettings finds by organisation and application has.
+    QSettings settings{filePath(), QSettings::IniFormat};
 };
 
 } // namespace velmora
