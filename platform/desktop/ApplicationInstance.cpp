@@ -12,9 +12,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A second start waits this long for the answer of the first, which gets the call in any case.
+/// A second start waits this long for the reply of the first, which receives the call in any case.
 constexpr int timeoutMilliseconds = 3000;
-/// The owner of the name may end between the claim and the call.
+/// The owner of the name may exit between the claim and the call.
 constexpr int maximumTries = 3;
 
 QString objectPath()
@@ -40,7 +40,7 @@ bool ApplicationInstance::isRunning()
 
 QString ApplicationInstance::activationTokenOfStart()
 {
-    // The names of Wayland and of X11; a launcher that serves both gives both the same value.
+    // Wayland's name and X11's. A launcher that sets both gives them the same value.
     return qEnvironmentVariable("XDG_ACTIVATION_TOKEN", qEnvironmentVariable("DESKTOP_STARTUP_ID"));
 }
 
@@ -50,22 +50,18 @@ ApplicationInstance::Role ApplicationInstance::claim(const QString &activationTo
         systemLog(u"There is no session bus; a second start cannot be told from the first"_s);
         return Role::First;
     }
-    // Register the object first: who sees the name may call it at once.
+    // Register the object first, because others may call it as soon as the name appears.
     bus.registerObject(objectPath(), this, QDBusConnection::ExportScriptableSlots);
     for (int tries = 0; tries < maximumTries; ++tries) {
         const auto reply = bus.interface()->registerService(configuration::applicationIdentifier(),
                                                             QDBusConnectionInterface::DontQueueService,
                                                             QDBusConnectionInterface::DontAllowReplacement);
-        if (!reply.isValid()) {
-            systemLog(u"The session bus refuses the application's name: %1"_s.arg(reply.error().message()));
-            return Role::First;
-        }
         if (reply.value() == QDBusConnectionInterface::ServiceRegistered)
             return Role::First;
-        if (passOn(activationToken))
+        if (reply.isValid() && passOn(activationToken))
             return Role::Second;
     }
-    systemLog(u"The application's name on the session bus comes and goes"_s);
+    systemLog(u"The session bus does not give out the application's name"_s);
     return Role::First;
 }
 
@@ -78,16 +74,11 @@ bool ApplicationInstance::passOn(const QString &activationToken)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(configuration::applicationIdentifier(), objectPath(),
                                                        u"org.freedesktop.Application"_s, u"Activate"_s);
-    QVariantMap platformData;
-    if (!activationToken.isEmpty()) {
-        platformData = {{u"activation-token"_s, activationToken}, {u"desktop-startup-id"_s, activationToken}};
-    }
-    call << platformData;
+    call << QVariantMap{{u"activation-token"_s, activationToken}, {u"desktop-startup-id"_s, activationToken}};
     call.setAutoStartService(false);
-    const QDBusMessage reply = bus.call(call, QDBus::Block, timeoutMilliseconds);
-    // A busy process answers later, perhaps after a question to the user; only one that is gone never does.
-    return reply.type() != QDBusMessage::ErrorMessage ||
-           reply.errorName() != u"org.freedesktop.DBus.Error.ServiceUnknown"_s;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, timeoutMilliseconds);
+    // A busy process may reply later; one that has exited never does.
+    return QDBusError(reply).type() != QDBusError::ServiceUnknown;
 }
 
 } // namespace velmora

@@ -6,9 +6,9 @@
 
 namespace velmora {
 
-/// Makes the application one for the user's session: the first process owns the application's identifier as a
-/// name on the session bus and offers `org.freedesktop.Application` there (freedesktop.org, Desktop Entry). A
-/// second start, a desktop's launcher or the bus itself ask it to come to the front.
+/// Keeps the application to one process in a session. The first process owns the application's identifier as
+/// a name on the session bus and provides `org.freedesktop.Application` there (freedesktop.org, Desktop
+/// Entry). A second start or a desktop's launcher calls it to bring the application to the front.
 class ApplicationInstance final : public QObject
 {
     Q_OBJECT
@@ -18,21 +18,20 @@ public:
     enum class Role {
         /// This process is the application, also without a session bus.
         First,
-        /// Another process is the application and has been asked to come to the front.
+        /// Another process is the application. It has been called to the front.
         Second,
     };
 
     ApplicationInstance();
     ~ApplicationInstance() override;
 
-    /// Takes the name or passes the start on. `activationToken` is the permission to take the focus that this
-    /// process was started with.
+    /// Takes the name or calls its owner. `activationToken` is this process's permission to take the focus.
     Role claim(const QString &activationToken);
 
     /// Whether a process of this session is the application.
     static bool isRunning();
-    /// The permission that this process was started with. Read it before the window system's connection takes
-    /// it out of the environment.
+    /// The permission to take the focus that this process was started with. Call this before the application
+    /// object exists, which removes it from the environment.
     static QString activationTokenOfStart();
 
 public Q_SLOTS:
@@ -48,7 +47,7 @@ Q_SIGNALS:
     void activationRequested(const QString &activationToken);
 
 private:
-    bool passOn(const QString &activationToken);
+    static bool passOn(const QString &activationToken);
 
     QDBusConnection bus;
 };

@@ -2,12 +2,14 @@
 
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
+#include <QEventLoop>
 #include <QGuiApplication>
+#include <QTimer>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <utility>
-#include <vector>
 
 namespace velmora {
 
@@ -32,11 +34,10 @@ constexpr uint preferHighContrast = 1;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 3;
 
-/// The first window waits this long, so that it need not change its look in front of the user.
-constexpr int timeoutMilliseconds = 150;
+/// The first window waits this long, so that its look does not change before the user's eyes.
+constexpr std::chrono::milliseconds timeout{150};
 
-/// Under X11 a desktop that scales texts says so by the resolution of fonts, which Qt applies to the whole
-/// window.
+/// Under X11 a desktop scales texts by the resolution of fonts, which Qt applies to the whole window.
 bool qtScalesAlready()
 {
     return QGuiApplication::platformName() == u"xcb"_s && qGuiApp->devicePixelRatio() > 1;
@@ -47,32 +48,25 @@ bool qtScalesAlready()
 DesktopAppearance::DesktopAppearance(Handler appearanceHandler)
     : bus(QDBusConnection::sessionBus()), handler(std::move(appearanceHandler))
 {
-    std::vector<std::pair<QDBusMessage, QDBusPendingCall>> calls;
+    QEventLoop loop;
+    QTimer::singleShot(timeout, &loop, &QEventLoop::quit);
     for (const auto &[space, key] : settings) {
         bus.connect(portalName, portalPath, settingsInterface, u"SettingChanged"_s, {space, key}, QString(),
                     this, SLOT(settingChanged(QDBusMessage)));
         QDBusMessage question =
             QDBusMessage::createMethodCall(portalName, portalPath, settingsInterface, u"Read"_s);
         question << space << key;
-        calls.emplace_back(question, bus.asyncCall(question, timeoutMilliseconds));
+        auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, key = key] {
+            watcher->deleteLater();
+            if (!watcher->isError())
+                take(key, watcher->reply().arguments().value(0));
+        });
+        // The portal answers in the order of the questions.
+        if (key == settings.back().second)
+            connect(watcher, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
     }
-    for (auto &[question, call] : calls) {
-        call.waitForFinished();
-        if (!call.isError())
-            take(question.arguments().at(1).toString(), call.reply().arguments().value(0));
-        else if (call.error().type() == QDBusError::NoReply)
-            askLater(question);
-    }
-}
-
-void DesktopAppearance::askLater(const QDBusMessage &question)
-{
-    auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, question] {
-        watcher->deleteLater();
-        if (!watcher->isError())
-            take(question.arguments().at(1).toString(), watcher->reply().arguments().value(0));
-    });
+    loop.exec();
 }
 
 void DesktopAppearance::settingChanged(const QDBusMessage &signal)
@@ -80,7 +74,7 @@ void DesktopAppearance::settingChanged(const QDBusMessage &signal)
     take(signal.arguments().at(1).toString(), signal.arguments().value(2));
 }
 
-/// Takes over a value of the expected type and leaves others alone.
+/// Ignores a value of an unexpected type.
 void DesktopAppearance::take(const QString &key, QVariant value)
 {
     // The portal may wrap it more than once.

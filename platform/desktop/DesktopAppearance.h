@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-/// The look that the desktop asks its applications for.
+/// The preferences of the desktop that concern the look of its applications.
 struct Appearance
 {
     bool isDark = false;
@@ -29,15 +29,14 @@ class DesktopAppearance final : public QObject
 public:
     using Handler = std::function<void(const Appearance &)>;
 
-    /// Asks the portal and calls `handler` with each change: before it returns when the portal answers at
-    /// once, otherwise from the event loop.
+    /// Asks the portal, and runs the event loop until it answers, for a short time. Calls `handler` with each
+    /// change, from the event loop.
     explicit DesktopAppearance(Handler handler);
 
 private Q_SLOTS:
     void settingChanged(const QDBusMessage &signal);
 
 private:
-    void askLater(const QDBusMessage &question);
     void take(const QString &key, QVariant value);
 
     QDBusConnection bus;

@@ -25,11 +25,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The names that all hosts use, also outside KDE.
+/// All hosts use these names, also outside KDE.
 const QString watcherService = u"org.kde.StatusNotifierWatcher"_s;
 const QString watcherPath = u"/StatusNotifierWatcher"_s;
 
-/// A panel may offer the X11 system tray a moment before it offers the better interface.
+/// A panel may start the X11 system tray shortly before its StatusNotifier host.
 constexpr std::chrono::milliseconds systemTrayDelay = 1s;
 constexpr std::chrono::milliseconds hostTimeout = 1s;
 
@@ -44,9 +44,9 @@ QDBusMessage propertyCall(const QString &property)
 
 } // namespace
 
-StatusItem::StatusItem() : bus(QDBusConnection::sessionBus()), systemTray(std::make_unique<SystemTrayWatch>())
+StatusItem::StatusItem() : bus(QDBusConnection::sessionBus())
 {
-    connect(systemTray.get(), &SystemTrayWatch::appeared, this, &StatusItem::lookForHost);
+    qApp->installNativeEventFilter(this);
     if (bus.isConnected()) {
         auto *const watcher =
             new QDBusServiceWatcher(watcherService, bus, QDBusServiceWatcher::WatchForRegistration, this);
@@ -76,9 +76,16 @@ void StatusItem::lookForHost()
         const QDBusPendingReply<QDBusVariant> reply = *answer;
         if (reply.isValid() && reply.value().variant().toBool())
             makeIcon(true);
-        else if (SystemTrayWatch::isPresent())
+        else if (windowsystem::hasSystemTray())
             QTimer::singleShot(systemTrayDelay, this, [this] { makeIcon(false); });
     });
+}
+
+bool StatusItem::nativeEventFilter(const QByteArray &type, void *message, qintptr *)
+{
+    if (windowsystem::announcesManager(type, message))
+        lookForHost();
+    return false;
 }
 
 void StatusItem::makeIcon(bool onBus)
@@ -86,7 +93,7 @@ void StatusItem::makeIcon(bool onBus)
     if (icon)
         return;
     isOnBus = onBus;
-    systemTray.reset();
+    qApp->removeNativeEventFilter(this);
     if (image.isNull()) {
         QPixmap empty(22, 22);
         empty.fill(Qt::transparent);
@@ -112,7 +119,7 @@ bool StatusItem::isShown() const
     return icon && action && QSystemTrayIcon::isSystemTrayAvailable() && (!isOnBus || isListedByHost());
 }
 
-/// A host that finds an icon unfit drops it and says so in its list alone.
+/// A host that rejects an icon only removes it from its list.
 bool StatusItem::isListedByHost() const
 {
     const QDBusReply<QDBusVariant> reply = bus.call(propertyCall(u"RegisteredStatusNotifierItems"_s),
@@ -121,16 +128,15 @@ bool StatusItem::isListedByHost() const
     const auto processOf = [this](const QString &name) {
         return bus.interface()->servicePid(name).value();
     };
-    // Each is a bus name with an object path behind it; Qt registers the icon from a connection of its own.
-    return std::any_of(items.begin(), items.end(),
-                       [&processOf, own = processOf(bus.baseService())](const QString &item) {
-                           return processOf(item.section(u'/', 0, 0)) == own;
-                       });
+    // An item is a bus name and an object path. Qt registers the icon on a connection of its own.
+    return std::any_of(items.begin(), items.end(), [&](const QString &item) {
+        return processOf(item.section(u'/', 0, 0)) == processOf(bus.baseService());
+    });
 }
 
 void StatusItem::runAction()
 {
-    // Qt leaves the host's token here.
+    // Qt puts the host's token there.
     const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN");
     qunsetenv("XDG_ACTIVATION_TOKEN");
     action(token);

@@ -9,25 +9,24 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace velmora {
+namespace velmora::windowsystem {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr uint32_t allDesktops = 0xFFFFFFFF;
-/// Who asks, in the numbering of the Extended Window Manager Hints. A pager acts for the user directly, so
-/// that no protection against stolen focus holds it up.
+/// Source indications of the Extended Window Manager Hints. A pager acts directly for the user, so the window
+/// manager lets it take the focus.
 constexpr uint32_t sourceApplication = 1;
 constexpr uint32_t sourcePager = 2;
 
-template<class T>
 struct FreeDeleter
 {
-    void operator()(T *reply) const { std::free(reply); }
+    void operator()(void *reply) const { std::free(reply); }
 };
 template<class T>
-using Reply = std::unique_ptr<T, FreeDeleter<T>>;
+using Reply = std::unique_ptr<T, FreeDeleter>;
 
 /// Null under another window system than X11.
 xcb_connection_t *x11()
@@ -63,15 +62,13 @@ void sendToManager(xcb_connection_t *connection, const QWindow &window, const ch
 
 } // namespace
 
-namespace windowsystem {
-
 void joinAllSpaces(const QWindow &window)
 {
     xcb_connection_t *const connection = x11();
     if (connection == nullptr)
         return;
     if (window.isVisible()) {
-        // The window manager owns the properties of a window that it shows.
+        // The window manager owns the properties of a visible window.
         sendToManager(connection, window, "_NET_WM_DESKTOP", {allDesktops, sourceApplication, 0, 0, 0});
         return;
     }
@@ -79,7 +76,7 @@ void joinAllSpaces(const QWindow &window)
     const auto id = static_cast<xcb_window_t>(window.winId());
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atom(connection, "_NET_WM_DESKTOP"),
                         XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
-    // xfwm4 reads the number alone as that of the last workspace. Qt keeps this state beside its own ones.
+    // xfwm4 takes the number alone for the last workspace. Qt keeps this state when it sets its own ones.
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, atom(connection, "_NET_WM_STATE"),
                         XCB_ATOM_ATOM, 32, 1, &sticky);
     xcb_flush(connection);
@@ -87,7 +84,7 @@ void joinAllSpaces(const QWindow &window)
 
 void activate(QWindow &window, const QString &token)
 {
-    // Qt's Wayland plugin takes the token from here at the request, and removes it.
+    // Qt's Wayland plugin takes the token out of the environment at the request.
     if (!token.isEmpty())
         qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
     window.requestActivate();
@@ -95,18 +92,11 @@ void activate(QWindow &window, const QString &token)
     if (connection == nullptr)
         return;
     sendToManager(connection, window, "_NET_ACTIVE_WINDOW", {sourcePager, XCB_CURRENT_TIME, 0, 0, 0});
-    // A process that the client starts later must not inherit a used token.
+    // No process that the client starts later may inherit a used token.
     qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
-} // namespace windowsystem
-
-SystemTrayWatch::SystemTrayWatch()
-{
-    qApp->installNativeEventFilter(this);
-}
-
-bool SystemTrayWatch::isPresent()
+bool hasSystemTray()
 {
     xcb_connection_t *const connection = x11();
     if (connection == nullptr)
@@ -118,14 +108,11 @@ bool SystemTrayWatch::isPresent()
     return reply && reply->owner != XCB_NONE;
 }
 
-bool SystemTrayWatch::nativeEventFilter(const QByteArray &type, void *message, qintptr *)
+bool announcesManager(const QByteArray &type, const void *message)
 {
     const auto *const event = static_cast<const xcb_client_message_event_t *>(message);
-    // Each new manager of a selection announces itself so; which selection it is follows from a look.
-    if (type == "xcb_generic_event_t" && (event->response_type & 0x7F) == XCB_CLIENT_MESSAGE &&
-        event->type == atom(x11(), "MANAGER"))
-        Q_EMIT appeared();
-    return false;
+    return type == "xcb_generic_event_t" && (event->response_type & 0x7F) == XCB_CLIENT_MESSAGE &&
+           event->type == atom(x11(), "MANAGER");
 }
 
-} // namespace velmora
+} // namespace velmora::windowsystem
