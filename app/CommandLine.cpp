@@ -14,6 +14,7 @@
 #include <QUrl>
 
 #include <chrono>
+#include <utility>
 
 namespace velmora {
 
@@ -25,14 +26,15 @@ using namespace std::chrono_literals;
 
 constexpr int failed = 1;
 constexpr int notUnderstood = 2;
-/// A tunnel without its profile ends within a tenth of a second, unless its daemon hangs.
+constexpr std::chrono::milliseconds unlockTimeout = 60s;
+/// A tunnel ends within a tenth of a second after its profile, unless the daemon hangs.
 constexpr std::chrono::milliseconds tunnelTimeout = 10s;
 
 const QString helpName = u"help"_s;
 const QString versionName = u"version"_s;
 const QString forgetName = u"forget"_s;
 
-/// The options that QApplication and the window system's plugins take out of the arguments themselves.
+/// The options that QApplication and the platform plugins take out of the arguments themselves.
 QList<QCommandLineOption> optionsOfQt()
 {
     QList<QCommandLineOption> options;
@@ -54,13 +56,30 @@ bool refused(const QString &refusal, const PlatformError &error)
     return false;
 }
 
+/// Has the user asked to unlock the store, and waits for it.
+void waitForUnlock(SecretStore &store)
+{
+    printLine(u"The keyring is locked. Unlock it within a minute, please."_s);
+    QEventLoop loop;
+    QObject::connect(&store, &SecretStore::opened, &loop, &QEventLoop::quit);
+    QObject::connect(&store, &SecretStore::dismissed, &loop, &QEventLoop::quit);
+    QTimer::singleShot(unlockTimeout, &loop, &QEventLoop::quit);
+    store.unlock();
+    loop.exec();
+}
+
 bool forgetItems()
 {
     SystemSecretStore store;
     const QString service = configuration::applicationIdentifier();
     bool hadItems = false;
+    bool hasAsked = false;
     for (const QString &key : {u"token"_s, u"username"_s, u"password"_s, u"sharedSecret"_s}) {
-        const auto item = store.persistentReference(service, key);
+        auto item = store.persistentReference(service, key);
+        if (!item && item.error().domain == SecretStore::lockedError && !std::exchange(hasAsked, true)) {
+            waitForUnlock(store);
+            item = store.persistentReference(service, key);
+        }
         hadItems = hadItems || !item || *item;
         if (const Result<> removal = store.remove(service, key); !removal)
             return refused(u"The keyring does not remove the items of Velmora"_s, removal.error());
@@ -70,7 +89,7 @@ bool forgetItems()
     return true;
 }
 
-/// Runs the event loop until the operation of the manager has ended.
+/// Runs the event loop until the operation has ended.
 std::optional<PlatformError> outcomeOf(VPNManager &manager, void (VPNManager::*operation)(VPNCompletion))
 {
     QEventLoop loop;
@@ -137,7 +156,7 @@ int forget()
 std::optional<int> answerOnTerminal(int argc, char *argv[])
 {
     QCommandLineParser parser;
-    // Qt's options are long ones with a single dash.
+    // Qt's options are long and have a single dash.
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.setApplicationDescription(u"The desktop client of the Velmora VPN service."_s);
     parser.addOptions({

@@ -24,6 +24,9 @@ class SecretStore : public QObject
     Q_OBJECT
 
 public:
+    /// The domain of the error that a locked store returns.
+    static constexpr QLatin1StringView lockedError{"org.freedesktop.Secret.Error.IsLocked"};
+
     /// The store of this process. Process-wide because screens, list rows and API clients each make their own
     /// handle on the same store.
     static SecretStore &shared() { return *instance; }
@@ -56,6 +59,8 @@ Q_SIGNALS:
     void missingChanged();
     /// Items can be read that could not be read before.
     void opened();
+    /// The user has dismissed what `unlock()` asked.
+    void dismissed();
 
 private:
     static inline std::unique_ptr<SecretStore> instance;

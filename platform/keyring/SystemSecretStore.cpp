@@ -22,7 +22,6 @@ constexpr std::chrono::milliseconds readingTime = 2s;
 /// `xdg:schema` of every item of this application.
 constexpr QLatin1StringView schemaName{"com.velmora.Client.Item"};
 
-constexpr QLatin1StringView lockedError{"org.freedesktop.Secret.Error.IsLocked"};
 constexpr QLatin1StringView lockedText{"The keyring is locked"};
 
 QDBusMessage searchFor(const SecretAttributes &attributes)
@@ -276,7 +275,11 @@ void SystemSecretStore::ask(const QString &method, const QVariantList &arguments
     const QDBusMessage question = SecretService::message(SecretService::path, method, arguments);
     service.callLater(question, [this](const QDBusPendingReply<> &reply) {
         const auto prompt = reply.reply().arguments().value(1).value<QDBusObjectPath>();
-        service.perform(prompt, [this](bool) { look(); });
+        service.perform(prompt, [this](bool done) {
+            look();
+            if (!done)
+                Q_EMIT dismissed();
+        });
     });
 }
 

@@ -150,6 +150,13 @@ def keepassxc_that_confirms(stage):
     client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
     stage.desktop.press(other(stage, "Allow Selected"))
     is_home_and_connects(client)
+    client.kill()
+    forgetting = stage.spawn("forget", *client.program.split(), "--forget")
+    stage.desktop.press(other(stage, "Allow Selected"))
+    check("one question, and all is forgotten", forgetting.wait(30) == 0 and
+          "holds nothing" in stage.run(*client.program.split(), "--forget"), stage.log("forget"))
+    client.start()
+    signs_in_and_connects(client)
     # A person who denies it signs in for this run.
     client.kill()
     client.start()
