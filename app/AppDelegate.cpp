@@ -62,9 +62,9 @@ QMenuBar *makeAppMenu(QWidget *window, const std::function<void()> &openSettings
 
 AppDelegate::AppDelegate(std::shared_ptr<Storyboard> mainStoryboard) : storyboard(std::move(mainStoryboard))
 {
-    // Qt would end the process with the last window, also where a status item can bring one back.
+    // Qt would quit with the last window, even if the status item can open another one.
     QApplication::setQuitOnLastWindowClosed(false);
-    // Queued behind the event that closed the window, since its handler may open another one.
+    // Queued, because the handler that closes the last window may open another one.
     connect(qApp, &QApplication::lastWindowClosed, this, &AppDelegate::endIfOutOfReach, Qt::QueuedConnection);
     connect(qApp, &QApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
     Window::setMenuBarMaker(
@@ -78,7 +78,7 @@ AppDelegate::~AppDelegate()
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    // Only the minor number decides, whatever the major one is.
+    // The minor number alone decides.
     if (ProcessInfo::operatingSystemVersion().minor < 13)
         return;
     statusItem.configureButton(pictures::colouredIcon(u"icon"_s),
@@ -99,22 +99,9 @@ void AppDelegate::applicationWillTerminate() {}
 
 void AppDelegate::showNotification(const QString &activationToken)
 {
-    bool restored = false;
-    const QList<Window *> windows = Window::windows();
-    for (Window *const each : windows) {
-        if (!each->isMiniaturized())
-            continue;
-        each->deminiaturize();
-        each->makeKeyAndOrderFront();
-        restored = true;
-    }
-    if (!restored) {
-        const std::shared_ptr<Screen> login = storyboard->instantiate(screens::login);
-        if (!login)
-            return;
-        Window::windowWithContentViewController(login)->makeKeyAndOrderFront();
-    }
-    Window::activateIgnoringOtherApps(activationToken);
+    QList<Window *> windows = Window::windows();
+    windows.removeIf([](const Window *each) { return !each->isMiniaturized(); });
+    bringToFront(windows, activationToken);
 }
 
 void AppDelegate::SettingsMenuClicked()
@@ -129,15 +116,21 @@ void AppDelegate::SettingsMenuClicked()
 
 void AppDelegate::activate(const QString &activationToken)
 {
-    const QList<Window *> windows = Window::windows();
-    if (windows.isEmpty()) {
-        showNotification(activationToken);
-        return;
-    }
+    bringToFront(Window::windows(), activationToken);
+}
+
+void AppDelegate::bringToFront(const QList<Window *> &windows, const QString &activationToken)
+{
     for (Window *const each : windows) {
         if (each->isMiniaturized())
             each->deminiaturize();
         each->makeKeyAndOrderFront();
+    }
+    if (windows.isEmpty()) {
+        const std::shared_ptr<Screen> login = storyboard->instantiate(screens::login);
+        if (!login)
+            return;
+        Window::windowWithContentViewController(login)->makeKeyAndOrderFront();
     }
     Window::activateIgnoringOtherApps(activationToken);
 }

@@ -12,7 +12,7 @@ namespace velmora {
 
 class Storyboard;
 
-/// The application object. It adds nothing to the inherited one.
+/// The application object.
 class VelmoraApp final : public QApplication
 {
     Q_OBJECT
@@ -21,7 +21,7 @@ public:
     using QApplication::QApplication;
 };
 
-/// Starts the application, brings it back, opens its settings and ends it.
+/// Sets up the application at the launch, brings it to the front, opens its settings and ends it.
 class AppDelegate final : public QObject
 {
     Q_OBJECT
@@ -30,25 +30,27 @@ public:
     explicit AppDelegate(std::shared_ptr<Storyboard> storyboard);
     ~AppDelegate() override;
 
-    /// Does the launch setup. The storyboard's initial window exists and is not shown yet.
+    /// Does the setup at the launch. The first window exists and is hidden.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
-    /// The action of the status item: restores the miniaturised windows or, without any, opens a login
-    /// window.
+    /// The action of the status item: restores the miniaturised windows, or opens a login window if there are
+    /// none.
     void showNotification(const QString &activationToken = {});
     void SettingsMenuClicked();
-    /// Answers a second start: brings the windows to the front or, without any, does as the status item's
-    /// action.
+    /// The action of a second start: brings all windows to the front, or opens a login window if there are
+    /// none.
     void activate(const QString &activationToken);
 
     StatusItem statusItem;
-    // Declared outlets of the layout; the delegate asks the application for its windows.
+    // Outlets that nothing connects or reads.
     QPointer<Window> window;
     QPointer<Window> mainWindow;
 
 private:
-    /// Ends the application when no window is left and no status icon can bring one back.
+    /// Restores and activates these windows. Opens a login window if there are none.
+    void bringToFront(const QList<Window *> &windows, const QString &activationToken);
+    /// Quits if no window is left and no status icon can open one.
     void endIfOutOfReach();
 
     std::shared_ptr<Storyboard> storyboard;

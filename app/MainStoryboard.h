@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-/// The storyboard "Main", the only table of all screens.
+/// The storyboard "Main" with all screens.
 std::shared_ptr<Storyboard> makeMainStoryboard();
 
 } // namespace velmora

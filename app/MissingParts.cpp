@@ -5,7 +5,6 @@
 #include "platform/vpn/VPNManager.h"
 #include "ui/NoticeStrip.h"
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -17,25 +16,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A daemon that is restarted, or a package that is upgraded, is away for less than this.
+/// The restart of a daemon and the upgrade of a package take less time than this.
 constexpr std::chrono::milliseconds missingAfter = 1s;
-
-QString sentence(MissingPart part)
-{
-    switch (part) {
-    case MissingPart::NetworkManager:
-        return u"No NetworkManager: install or start network-manager"_s;
-    case MissingPart::VPNPlugin:
-        return u"No VPN plugin: install network-manager-vpnc"_s;
-    case MissingPart::SecretService:
-        return u"No keyring: install one, such as gnome-keyring"_s;
-    case MissingPart::DefaultKeyring:
-        return u"The keyring is being set up: answer its question"_s;
-    case MissingPart::UnlockedKeyring:
-        return u"The keyring is locked: your sign-in is kept, and saved once you unlock it"_s;
-    }
-    return {};
-}
 
 } // namespace
 
@@ -44,7 +26,7 @@ MissingParts::MissingParts(const SecretStore &secretStore, const VPNManager &vpn
 {
     delay.setSingleShot(true);
     delay.setInterval(missingAfter);
-    connect(&delay, &QTimer::timeout, this, [this] { tell(missing()); });
+    connect(&delay, &QTimer::timeout, this, [this] { tell(missing); });
     connect(&store, &SecretStore::missingChanged, this, &MissingParts::update);
     connect(&manager, &VPNManager::missingChanged, this, &MissingParts::update);
     update();
@@ -55,45 +37,56 @@ MissingParts::~MissingParts()
     NoticeStrip::setLines({});
 }
 
-QStringList MissingParts::lines(QList<MissingPart> parts)
+QStringList MissingParts::lines(const QList<MissingPart> &parts)
 {
-    QStringList found;
-    // The plugin's package brings the daemon.
-    if (parts.contains(MissingPart::NetworkManager) && parts.removeAll(MissingPart::VPNPlugin) > 0) {
-        parts.removeAll(MissingPart::NetworkManager);
-        found << u"No NetworkManager: install network-manager-vpnc"_s;
+    QStringList lines;
+    for (const MissingPart part : parts) {
+        switch (part) {
+        case MissingPart::NetworkManager:
+            // The package of the plugin depends on the one of the daemon.
+            lines << (parts.contains(MissingPart::VPNPlugin)
+                          ? u"No NetworkManager: install network-manager-vpnc"_s
+                          : u"No NetworkManager: install or start network-manager"_s);
+            break;
+        case MissingPart::VPNPlugin:
+            if (!parts.contains(MissingPart::NetworkManager))
+                lines << u"No VPN plugin: install network-manager-vpnc"_s;
+            break;
+        case MissingPart::SecretService:
+            lines << u"No keyring: install one, such as gnome-keyring"_s;
+            break;
+        case MissingPart::DefaultKeyring:
+            lines << u"No default keyring: set one up when asked, or in your desktop's password settings"_s;
+            break;
+        case MissingPart::UnlockedKeyring:
+            lines << u"The keyring is locked: your sign-in is kept, and saved once you unlock it"_s;
+            break;
+        }
     }
-    for (const MissingPart part : std::as_const(parts))
-        found << sentence(part);
-    return found;
+    return lines;
 }
 
-QList<MissingPart> MissingParts::missing() const
-{
-    return manager.missing() + store.missing();
-}
-
-/// A part that is back leaves the strip at once; one that has gone comes into it after the delay.
+/// Removes a line at once, and adds one after the delay.
 void MissingParts::update()
 {
-    const QList<MissingPart> now = missing();
-    QList<MissingPart> still = told;
-    still.removeIf([&now](MissingPart part) { return !now.contains(part); });
-    if (still.size() == now.size())
+    missing = lines(manager.missing() + store.missing());
+    QStringList still = told;
+    still.removeIf([this](const QString &line) { return !missing.contains(line); });
+    if (still.size() == missing.size())
         delay.stop();
     else
         delay.start();
     tell(still);
 }
 
-void MissingParts::tell(const QList<MissingPart> &parts)
+void MissingParts::tell(const QStringList &lines)
 {
-    for (const MissingPart part : parts) {
-        if (!told.contains(part))
-            systemLog(sentence(part));
+    for (const QString &line : lines) {
+        if (!told.contains(line))
+            systemLog(line);
     }
-    if (std::exchange(told, parts) != parts)
-        NoticeStrip::setLines(lines(parts));
+    if (std::exchange(told, lines) != lines)
+        NoticeStrip::setLines(lines);
 }
 
 } // namespace velmora

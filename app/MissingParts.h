@@ -12,8 +12,8 @@ namespace velmora {
 class SecretStore;
 class VPNManager;
 
-/// Tells in the log and in the strip on the screens which parts of the system are missing, and what to do
-/// about it. Nothing else follows from it: every control works as ever.
+/// Tells the user, in the log and in the strip on the screens, which parts of the system are missing and how
+/// to get them. Every control works all the same.
 class MissingParts final : public QObject
 {
     Q_OBJECT
@@ -22,18 +22,17 @@ public:
     MissingParts(const SecretStore &store, const VPNManager &manager);
     ~MissingParts() override;
 
-    /// The strip's lines for these parts.
-    static QStringList lines(QList<MissingPart> parts);
+    static QStringList lines(const QList<MissingPart> &parts);
 
 private:
-    QList<MissingPart> missing() const;
     void update();
-    void tell(const QList<MissingPart> &parts);
+    void tell(const QStringList &lines);
 
     const SecretStore &store;
     const VPNManager &manager;
     QTimer delay;
-    QList<MissingPart> told;
+    QStringList missing;
+    QStringList told;
 };
 
 } // namespace velmora

@@ -29,7 +29,7 @@ std::unique_ptr<QWidget> SettingsVC::makeView()
 void SettingsVC::viewDidAppear()
 {
     Screen::viewDidAppear();
-    // The way back stands first, but the keyboard goes to the first button after it.
+    // The focus goes to the first button after the one that leads back, which is a tool button.
     loadedView()->findChild<QPushButton *>()->setFocus();
 }
 

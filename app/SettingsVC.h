@@ -14,8 +14,8 @@ public:
 
     void homeButtonClicked();
     void changePasswordButtonClicked();
-    /// Empties the user defaults and leads to the login screen. The credential store, the tunnel and its
-    /// profile stay as they are, so that the login screen leads on to the home screen.
+    /// Empties the user defaults and shows the login screen. Keeps the credential store, the tunnel and its
+    /// profile, so that the login screen continues to the home screen.
     void logoutButtonClicked();
 
 protected:
