@@ -53,32 +53,26 @@ private Q_SLOTS:
         }
     }
 
-    void aScreenThatIsMissingOrOfAnotherClassLeadsNowhere_data()
-    {
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QString>("buttons");
-        QTest::newRow("login") << u"LoginVC"_s << u"forgotPasswordButton"_s;
-        QTest::newRow("reset") << u"ForgotVC"_s << u"backToLoginButton"_s;
-        QTest::newRow("settings") << u"SettingsVC"_s << u"homeButton changePasswordButton logoutButton"_s;
-        QTest::newRow("home") << u"HomeVC"_s << u"button2 button3 settingsButton recentButton"_s;
-    }
-
     void aScreenThatIsMissingOrOfAnotherClassLeadsNowhere()
     {
-        QFETCH(QString, shown);
-        QFETCH(QString, buttons);
         // There is none for the settings.
         const std::shared_ptr<Storyboard> odd = Storyboard::make();
         for (const ScreenIdentifier &screen :
              {screens::login, screens::home, screens::forgot, screens::notification1, screens::notification2})
             odd->add({screen.name, u"OtherVC"}, Screen::make<StubScreen>);
-        odd->add({u"Shown", u""}, [&] { return makeMainStoryboard()->instantiateNamed(shown); });
-        const std::shared_ptr<Screen> screen = odd->instantiateNamed(u"Shown"_s);
-        const Window *const window = open(screen);
-        for (const QString &button : buttons.split(u' '))
-            click(window, button);
-        QCOMPARE(window->contentViewController(), screen);
-        QCOMPARE(Window::windows().size(), 1);
+        for (const auto &[shown, buttons] :
+             {std::pair(u"LoginVC"_s, u"forgotPasswordButton"_s),
+              {u"ForgotVC"_s, u"backToLoginButton"_s},
+              {u"SettingsVC"_s, u"homeButton changePasswordButton logoutButton"_s},
+              {u"HomeVC"_s, u"button2 button3 settingsButton recentButton"_s}}) {
+            odd->add({u"Shown", u""}, [&] { return makeMainStoryboard()->instantiateNamed(shown); });
+            const std::shared_ptr<Screen> screen = odd->instantiateNamed(u"Shown"_s);
+            const std::unique_ptr<Window> window(open(screen));
+            for (const QString &button : buttons.split(u' '))
+                click(window.get(), button);
+            QCOMPARE(window->contentViewController(), screen);
+            QCOMPARE(Window::windows().size(), 1);
+        }
     }
 
 private:
