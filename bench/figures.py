@@ -15,7 +15,7 @@ import urllib.request
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 IDENTIFIER = "com.velmora.Client"
-PATIENCE_SECONDS = 30
+TIMEOUT_SECONDS = 30
 
 
 # --- The lab ----------------------------------------------------------------------------------------------------------
@@ -62,7 +62,7 @@ def labctl(*words):
     return subprocess.run(["labctl", *words], capture_output=True, text=True, check=True).stdout
 
 
-def until(what, look, seconds=PATIENCE_SECONDS):
+def until(what, look, seconds=TIMEOUT_SECONDS):
     end = time.monotonic() + seconds
     while not (seen := look()):
         if time.monotonic() > end:
@@ -118,7 +118,7 @@ class Program:
         with self.news:
             return len(self.lines)
 
-    def wait_for_line(self, wanted, mark=0, seconds=PATIENCE_SECONDS):
+    def wait_for_line(self, wanted, mark=0, seconds=TIMEOUT_SECONDS):
         """When the first such line since `mark` arrived."""
         def found():
             return next((when for when, line in self.lines[mark:] if line == wanted), None)

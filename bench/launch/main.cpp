@@ -19,7 +19,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-constexpr std::chrono::seconds patience{30};
+constexpr std::chrono::seconds timeout{30};
 /// Smaller ones are helpers that nobody sees.
 constexpr int leastSide = 100;
 
@@ -82,7 +82,7 @@ int main(int argc, char *argv[])
     const auto began = Clock::now();
     if (posix_spawnp(&child, argv[1], nullptr, nullptr, argv + 1, environ) != 0)
         die("the program cannot be started");
-    const bool painted = waitForPaint(display, damageEvents, began + patience);
+    const bool painted = waitForPaint(display, damageEvents, began + timeout);
     const Milliseconds taken = Clock::now() - began;
     const double used = processorMilliseconds(child);
     ::kill(child, SIGKILL);
