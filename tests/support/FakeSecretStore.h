@@ -47,7 +47,7 @@ public:
     Result<std::optional<QString>> resolve(const QByteArray &reference, const QString &,
                                            const QString &key) override
     {
-        const auto found = item<QString>(QStringLiteral("resolve"), key, items.value(key));
+        auto found = item<QString>(QStringLiteral("resolve"), key, items.value(key));
         if (found && reference != referenceOf(key))
             return std::optional<QString>();
         return found;

@@ -208,6 +208,21 @@ private Q_SLOTS:
         QVERIFY2(faults.isEmpty(), qPrintable(faults.join(u'\n')));
     }
 
+    void aFontWithWideLettersWidensNoWindow()
+    {
+        const QFont japanese(u"Noto Sans CJK JP"_s);
+        if (!QFontInfo(japanese).family().contains(u"CJK"_s))
+            QSKIP("fonts-noto-cjk is not installed");
+        const auto restoreFont = qScopeGuard([font = QApplication::font()] { QApplication::setFont(font); });
+        QApplication::setFont(japanese);
+        for (const ScreenIdentifier &screen : {screens::home, screens::login}) {
+            const std::unique_ptr<Window> window(
+                Window::windowWithContentViewController(makeMainStoryboard()->instantiate(screen)));
+            window->show();
+            QCOMPARE(window->width(), 400);
+        }
+    }
+
     void anAlertIsPlainWholeAndFits()
     {
         const QString markup = u"<b>No</b> <a href='https://x'>link</a> <img src='/usr/x.png'>"_s;
