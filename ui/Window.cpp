@@ -160,11 +160,11 @@ void Window::setContentViewController(const std::shared_ptr<Screen> &screen)
     applySizeBounds();
     if (isVisible()) {
         announce(this, view->windowTitle());
-        contentAppeared(screen);
+        contentAppeared(std::shared_ptr(screen));
     }
 }
 
-void Window::contentAppeared(std::shared_ptr<Screen> screen)
+void Window::contentAppeared(const std::shared_ptr<Screen> &screen)
 {
     screen->viewDidAppear();
     QWidget *const view = screen->loadedView();
@@ -317,7 +317,7 @@ void Window::showEvent(QShowEvent *event)
     applyCollectionBehavior();
     connect(windowHandle(), &QWindow::screenChanged, this, &Window::fitScreen, Qt::UniqueConnection);
     fitScreen();
-    contentAppeared(content);
+    contentAppeared(std::shared_ptr(content));
     applyMenuBar();
 }
 

@@ -89,8 +89,9 @@ private:
     /// whole content, the window can be resized even if the mask forbids it.
     void applySizeBounds();
     void fitScreen();
-    /// Tells the screen that it has appeared. If it is still the content then, the keyboard goes into it.
-    void contentAppeared(std::shared_ptr<Screen> screen);
+    /// Tells the screen that it has appeared. If it is still the content then, the keyboard goes into it. The
+    /// caller passes a copy, because the screen may replace itself.
+    void contentAppeared(const std::shared_ptr<Screen> &screen);
 
     std::shared_ptr<Screen> content;
     ContentArea *area;

@@ -126,7 +126,7 @@ QString SystemSecretStore::find(const Name &name, const QString &preferred)
 Result<> SystemSecretStore::keep(const Name &name, const std::optional<QString> &text)
 {
     kept.insert(name, text);
-    const Result<> written = write(name);
+    Result<> written = write(name);
     if (!written) {
         isOpen = false;
         look();

@@ -107,7 +107,8 @@ def forget(client):
     environment = {name: value for name, value in os.environ.items() if name not in ("DISPLAY", "QT_QPA_PLATFORM")}
 
     def run(option, words, status=0):
-        done = subprocess.run([client.program, option], env=environment, capture_output=True, text=True, timeout=60)
+        done = subprocess.run(["labctl", "as-user", client.program, option], env=environment, capture_output=True,
+                              text=True, timeout=60)
         check(f"{option} says “{words}”", done.returncode == status and words in done.stdout + done.stderr, done)
 
     def items():
