@@ -235,7 +235,7 @@ void SystemNetworkVPNManager::activated(const std::optional<PlatformError> &erro
 /// Why the first start cannot go on.
 std::optional<PlatformError> SystemNetworkVPNManager::obstacle() const
 {
-    if (const auto error = client.obstacle())
+    if (auto error = client.obstacle())
         return error;
     if (starts.front().stopped)
         return client.error(QDBusError::Failed, u"The tunnel was stopped before it began"_s);

@@ -65,7 +65,8 @@ private Q_SLOTS:
               {u"ForgotVC"_s, u"backToLoginButton"_s},
               {u"SettingsVC"_s, u"homeButton changePasswordButton logoutButton"_s},
               {u"HomeVC"_s, u"button2 button3 settingsButton recentButton"_s}}) {
-            odd->add({u"Shown", u""}, [&] { return makeMainStoryboard()->instantiateNamed(shown); });
+            odd->add({u"Shown", u""},
+                     [name = shown] { return makeMainStoryboard()->instantiateNamed(name); });
             const std::shared_ptr<Screen> screen = odd->instantiateNamed(u"Shown"_s);
             const std::unique_ptr<Window> window(open(screen));
             for (const QString &button : buttons.split(u' '))

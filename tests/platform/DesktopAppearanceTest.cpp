@@ -41,7 +41,7 @@ public Q_SLOTS:
     QDBusVariant Read(const QString &space, const QString &)
     {
         // The portal wraps the value twice.
-        const QDBusVariant value(
+        QDBusVariant value(
             QVariant::fromValue(QDBusVariant(space == interfaceSpace ? QVariant(1.5) : QVariant(1U))));
         setDelayedReply(isSlow);
         if (isSlow)
