@@ -134,7 +134,7 @@ private Q_SLOTS:
             const Death death = runsToItsDeath([&] {
                 home.button()->click();
                 all() = list;
-                QTest::qWaitFor([&home] { return home.isAtRest(); });
+                QVERIFY(QTest::qWaitFor([&home] { return home.isAtRest(); }));
             });
             QCOMPARE(death.aborted, &list != &lists.constFirst());
         }
