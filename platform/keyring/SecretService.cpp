@@ -35,17 +35,18 @@ SecretService::SecretService() : bus(QDBusConnection::sessionBus())
     qDBusRegisterMetaType<SecretAttributes>();
 }
 
-QDBusMessage SecretService::message(const QString &path, const QString &method, const QVariantList &arguments)
+QDBusMessage SecretService::message(const QString &object, const QString &method,
+                                    const QVariantList &arguments)
 {
     QDBusMessage made = QDBusMessage::createMethodCall(
-        serviceName, path, interfaces + method.section(u'.', 0, 0), method.section(u'.', 1));
+        serviceName, object, interfaces + method.section(u'.', 0, 0), method.section(u'.', 1));
     made.setArguments(arguments);
     return made;
 }
 
-QDBusMessage SecretService::propertyMessage(const QString &path, const QString &property)
+QDBusMessage SecretService::propertyMessage(const QString &object, const QString &property)
 {
-    return QDBusMessage::createMethodCall(serviceName, path, properties, u"Get"_s)
+    return QDBusMessage::createMethodCall(serviceName, object, properties, u"Get"_s)
            << interfaces + property.section(u'.', 0, 0) << property.section(u'.', 1);
 }
 

@@ -34,9 +34,9 @@ public:
     SecretService();
 
     /// `method` is named with the end of its interface, "Item.GetSecret"; the property likewise.
-    static QDBusMessage message(const QString &path, const QString &method,
+    static QDBusMessage message(const QString &object, const QString &method,
                                 const QVariantList &arguments = {});
-    static QDBusMessage propertyMessage(const QString &path, const QString &property);
+    static QDBusMessage propertyMessage(const QString &object, const QString &property);
 
     /// Begins an operation, whose calls share one bound. Once one of them has failed, those after it fail
     /// with the same error.

@@ -289,7 +289,7 @@ private Q_SLOTS:
 
     void whatIsShownFollowsTheDesktop()
     {
-        scenes::showAll([this](QWidget &shown, const QString &name) {
+        scenes::showAll([](QWidget &shown, const QString &name) {
             if (name != u"connected"_s)
                 return;
             const auto *const card = shown.findChild<StatusCard *>();
