@@ -30,6 +30,8 @@ const QString busService = u"org.freedesktop.DBus"_s;
 const QString busPath = u"/org/freedesktop/DBus"_s;
 const QString propertiesInterface = busService + u".Properties"_s;
 
+const QString notRunning = u"NetworkManager is not running"_s;
+
 // NMActiveConnectionStateReason.
 constexpr uint userDisconnected = 2;
 constexpr uint connectionRemoved = 11;
@@ -66,7 +68,7 @@ std::optional<PlatformError> SystemNetworkClient::obstacle() const
 {
     if (state == State::Running)
         return std::nullopt;
-    return state == State::Absent ? error(QDBusError::ServiceUnknown, u"NetworkManager is not running"_s)
+    return state == State::Absent ? error(QDBusError::ServiceUnknown, notRunning)
                                   : error(QDBusError::NoReply, u"NetworkManager does not answer"_s);
 }
 
@@ -288,7 +290,10 @@ void SystemNetworkClient::call(const QString &path, const QString &interface, co
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, handler] {
         watcher->deleteLater();
         const QDBusMessage reply = watcher->reply();
-        if (reply.type() == QDBusMessage::ErrorMessage)
+        if (reply.errorName() == busService + u".Error.NameHasNoOwner"_s)
+            // The daemon went, and the signal that says so is still on its way.
+            handler(error(QDBusError::ServiceUnknown, notRunning), {});
+        else if (reply.type() == QDBusMessage::ErrorMessage)
             handler(PlatformError{reply.errorName(), QDBusError(reply).type(), reply.errorMessage()}, {});
         else
             handler({}, reply.arguments().value(0));

@@ -106,8 +106,8 @@ private Q_SLOTS:
         world.daemon.come();
         QTRY_COMPARE(world.manager.missing(), QList<MissingPart>());
         QCOMPARE(world.save(), QString());
+        // The client may or may not have heard of it when it asks.
         world.daemon.go();
-        QTRY_COMPARE(world.manager.status(), VPNStatus::Disconnected);
         QCOMPARE(world.load(), u"ServiceUnknown"_s);
         QTRY_COMPARE(world.manager.missing(), QList{MissingPart::NetworkManager});
         // It takes its name before its objects are there.
