@@ -180,11 +180,8 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
 
 void Style::showMnemonics(QWidget *window, bool shown)
 {
-    if (window == nullptr || std::exchange(showsMnemonics, shown) == shown)
-        return;
-    const QList<QWidget *> parts = window->findChildren<QWidget *>();
-    for (QWidget *const part : parts)
-        part->update();
+    if (window != nullptr && std::exchange(showsMnemonics, shown) != shown)
+        window->update();
 }
 
 QFont Style::font(TextRole role)

@@ -244,8 +244,7 @@ void Window::applySizeBounds()
         setFixedSize(start.expandedTo(whole).boundedTo(available));
         return;
     }
-    const bool isWhole = whole.boundedTo(available) == whole;
-    setMinimumSize(isWhole ? whole : whole.boundedTo(scrollableSize));
+    setMinimumSize(whole.boundedTo(available) == whole ? whole : whole.boundedTo(scrollableSize));
     setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
     const QSize bounded = testAttribute(Qt::WA_Resized) ? start : start.boundedTo(available);
     resize(bounded.expandedTo(whole.boundedTo(available)));
