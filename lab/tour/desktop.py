@@ -1,4 +1,4 @@
-"""What the tour sees and does: the accessibility interface, the keyboard, pictures of the display."""
+"""What a person at the client sees and does: the accessibility interface, the keyboard, pictures of the display."""
 
 import os
 import subprocess
@@ -10,10 +10,22 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
 PATIENCE_SECONDS = 30
+CONNECT_SECONDS = 30
 
 
 class NotSo(Exception):
-    """Something that the tour waits for does not come about."""
+    """Something that the tour or a test waits for does not come about."""
+
+
+def check(what, so, seen=None):
+    if not so:
+        raise NotSo(f"{what}; seen: {seen}")
+
+
+def labctl(*words):
+    """Whether it succeeds, and what it prints."""
+    done = subprocess.run(["labctl", *words], capture_output=True, text=True)
+    return done.returncode == 0, done.stdout.strip()
 
 
 def until(what, look, seconds=PATIENCE_SECONDS):
@@ -40,8 +52,12 @@ def descendants(node):
         yield from descendants(child)
 
 
+def has(node, state):
+    return node.get_state_set().contains(state)
+
+
 def is_showing(node):
-    return node.get_state_set().contains(Atspi.StateType.SHOWING)
+    return has(node, Atspi.StateType.SHOWING)
 
 
 def text_of(node):
@@ -95,8 +111,7 @@ class Desktop:
 
     def focus(self, node):
         Atspi.Component.grab_focus(node)
-        until(f"“{node.get_name()}” with the focus",
-              lambda: node.get_state_set().contains(Atspi.StateType.FOCUSED))
+        until(f"“{node.get_name()}” with the focus", lambda: has(node, Atspi.StateType.FOCUSED))
 
     def press(self, node):
         """Presses a control through its first action."""
@@ -106,7 +121,7 @@ class Desktop:
     def focused(self):
         root = self.application()
         for node in descendants(root):
-            if node.get_state_set().contains(Atspi.StateType.FOCUSED):
+            if has(node, Atspi.StateType.FOCUSED):
                 return node
         return None
 
@@ -121,3 +136,64 @@ class Desktop:
         path = os.path.join(self.pictures, f"{self.taken:02d}-{name}.png")
         subprocess.run(["import", "-window", "root", path], check=True)
         return path
+
+
+class Client:
+    """One run of the client after the other; the folder gets the pictures, and its two channels as files."""
+
+    def __init__(self, program, folder, desktop=None):
+        self.desktop = desktop or Desktop(folder)
+        self.program = program
+        self.process = None
+        self.paths = {name: os.path.join(folder, name) for name in ("stdout", "stderr")}
+        for path in self.paths.values():
+            open(path, "wb").close()
+
+    def launch(self):
+        words = [*(["labctl", "as-user"] if "VELMORA_LAB" in os.environ else []), *self.program.split()]
+        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1")
+        with open(self.paths["stdout"], "ab") as out, open(self.paths["stderr"], "ab") as err:
+            return subprocess.Popen(words, env=environment, stdout=out, stderr=err)
+
+    def start(self):
+        self.process = self.launch()
+
+    def button(self, caption):
+        return self.desktop.wait_for(caption, Atspi.Role.PUSH_BUTTON)
+
+    def press(self, caption):
+        self.desktop.press(self.button(caption))
+
+    def gone(self, name):
+        until(f"“{name}” gone", lambda: self.desktop.find(name) is None)
+
+    def sign_in(self, user=None, password=None, picture=None):
+        """The demo account, if no other is given."""
+        self.desktop.focus(self.desktop.wait_for("User name", Atspi.Role.TEXT))
+        self.desktop.key("ctrl+a")
+        self.desktop.type(user or os.environ["VELMORA_LAB_USER"])
+        self.desktop.key("Tab", "ctrl+a")
+        self.desktop.type(password or os.environ["VELMORA_LAB_PASSWORD"])
+        if picture:
+            self.desktop.picture(picture)
+        self.desktop.key("Return")
+
+    def locations(self):
+        the_list = self.desktop.wait_for("All locations", Atspi.Role.LIST)
+        until("locations", lambda: the_list.get_child_count() > 5)
+        return the_list
+
+    def row(self, the_list, name):
+        """The first row on screen whose name begins so; a list has a child for each of its rows."""
+        return next((row for row in self.rows(the_list) if row.get_name().startswith(name)), None)
+
+    def rows(self, the_list):
+        rows = (the_list.get_child_at_index(index) for index in range(the_list.get_child_count()))
+        return [row for row in rows if row is not None and is_showing(row)]
+
+    def choose(self, name):
+        the_list = self.locations()
+        self.desktop.focus(the_list)
+        self.desktop.type(name.lower())
+        until(f"“{name}” selected",
+              lambda: (row := self.row(the_list, name)) and has(row, Atspi.StateType.SELECTED))

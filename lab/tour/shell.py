@@ -43,20 +43,12 @@ class Shell:
         self.tour = tour
         self.desktop = tour.desktop
         self.say = say
+        self.button, self.press, self.gone = tour.button, tour.press, tour.gone
         self.panel = None
 
     def steps(self):
         return [self.all_spaces, self.notices, self.recent, self.settings, self.reset, self.logout, self.menu,
                 self.status_icon, self.second_start, self.last_window]
-
-    def button(self, name):
-        return self.desktop.wait_for(name, Atspi.Role.PUSH_BUTTON)
-
-    def press(self, name):
-        self.desktop.press(self.button(name))
-
-    def gone(self, name):
-        until(f"“{name}” gone", lambda: self.desktop.find(name) is None)
 
     def at_home(self):
         self.button("Measure latencies")
@@ -218,10 +210,10 @@ class Shell:
         before = windows()
         subprocess.run(["xdotool", "windowminimize", str(int(before[0], 16))], check=True)
         until("the window away", lambda: "_NET_WM_STATE_HIDDEN" in property_of(before[0], "_NET_WM_STATE"))
-        second = subprocess.run(self.tour.client, stdout=self.tour.log, stderr=self.tour.log, timeout=20, check=False)
+        second = self.tour.launch().wait(20)
         until("the window back", lambda: "_NET_WM_STATE_HIDDEN" not in property_of(before[0], "_NET_WM_STATE"))
-        if second.returncode != 0 or windows() != before:
-            raise NotSo(f"the second start ended with {second.returncode} and left {len(windows())} windows")
+        if second != 0 or windows() != before:
+            raise NotSo(f"the second start ended with {second} and left {len(windows())} windows")
         if "org.freedesktop.Application" not in output("gdbus", "introspect", "--session", "--dest", IDENTIFIER,
                                                        "--object-path", "/" + IDENTIFIER.replace(".", "/")):
             raise NotSo(f"{IDENTIFIER} has no interface to activate it")
