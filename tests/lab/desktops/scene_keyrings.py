@@ -1,273 +1,182 @@
-"""The keyrings that people have: each keeps the sign-in over restarts, asks a person as it likes to, and holds up no
-window, whatever happens to it."""
+"""The keyrings that people have: each keeps the sign-in over restarts and holds up no window, whatever happens."""
 
-import base64
 import os
 import shutil
 import signal
-import subprocess
 import time
-import uuid
 
-from stage import Atspi, check, labctl, scene, until
+from stage import BUS, Atspi, bus_call, check, labctl, scene, until, windows_of
 
 SERVICE = "org.freedesktop.secrets"
 PASSWORD = "Correct-horse-42-battery"
 # A window that answers within two seconds, and the time to read it here.
 HELD_SECONDS = 3
-SLOW_PERSON_SECONDS = 25
-ACCESSIBLE = {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
+# A database that shows its root group to other programs.
+KEEPASSXC_DATABASE = """<KeePassFile><Meta><CustomData><Item>
+  <Key>FDO_SECRETS_EXPOSED_GROUP</Key><Value>{00000000-0000-0000-0000-000000000001}</Value>
+</Item></CustomData></Meta>
+<Root><Group><UUID>AAAAAAAAAAAAAAAAAAAAAQ==</UUID><Name>Root</Name></Group></Root></KeePassFile>"""
 
 
-def other(stage, name, role=Atspi.Role.PUSH_BUTTON):
-    """Waits for a control of another program than the client."""
-    def look():
-        desktop = Atspi.get_desktop(0)
-        programs = filter(None, map(desktop.get_child_at_index, range(desktop.get_child_count())))
-        return next(filter(None, (stage.desktop.find(name, role, program) for program in programs
-                                  if program.get_name().lower() != "velmora")), None)
-    return until(f"“{name}” of another program", look)
+def answer(stage, name, role=Atspi.Role.PUSH_BUTTON):
+    stage.desktop.press(stage.desktop.wait_for(name, role, Atspi.get_desktop(0)))
 
 
 def enter_password(stage, keys=PASSWORD):
-    other(stage, "OK")
+    stage.desktop.wait_for("OK", Atspi.Role.PUSH_BUTTON, Atspi.get_desktop(0))
     stage.desktop.type(keys)
     stage.desktop.key("Return")
 
 
-def write(path, text):
-    """A file of the person's."""
-    path = os.path.join(os.environ["HOME"], path)
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-    subprocess.run(["chown", "-R", "--reference", os.environ["HOME"], os.environ["HOME"]], check=True)
-    return path
+def keyring_process():
+    return int(bus_call(BUS, "/", BUS + ".GetConnectionUnixProcessID", SERVICE).split()[1].rstrip(",)"))
 
 
-def service_call(destination, path, method, *arguments):
-    return ("dbus-send", "--session", "--print-reply", "--reply-timeout=60000", "--dest=" + destination, path, method,
-            *arguments)
-
-
-def keyring_process(stage):
-    return int(stage.run(*service_call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                       "org.freedesktop.DBus.GetConnectionUnixProcessID",
-                                       "string:" + SERVICE)).split()[-1])
-
-
-def start_on_demand(stage, name, program):
-    """Has the session bus start this program, with a display, when somebody calls the name."""
-    with open(os.path.join(os.environ["VELMORA_LAB"], "session-services", name + ".service"), "w",
-              encoding="utf-8") as file:
-        file.write(f"[D-BUS Service]\nName={name}\nExec=/usr/bin/env DISPLAY={os.environ['DISPLAY']} "
-                   f"QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1 {program}\n")
-    stage.activatable()
-
-
-def at_home(client):
-    the_list = client.desktop.wait_for("All locations", Atspi.Role.LIST)
-    until("locations", lambda: the_list.get_child_count() > 5)
+def longest_silence(client, seconds):
+    """The longest time that the window left its reader without an answer, in so many seconds."""
+    answers = [time.monotonic()]
+    while answers[-1] < answers[0] + seconds:
+        until("an answer of the window", client.desktop.texts)
+        answers.append(time.monotonic())
+    return max(later - answer for answer, later in zip(answers, answers[1:]))
 
 
 def signs_in_and_connects(client):
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
     client.sign_in(os.environ["VELMORA_LAB_USER"], os.environ["VELMORA_LAB_PASSWORD"])
-    held = longest_silence(client, 3)
-    check("signing in does not hold the window", held < 1.5, held)
-    is_home_and_connects(client)
-
-
-def is_home_and_connects(client):
-    at_home(client)
+    check("signing in does not hold the window", (held := longest_silence(client, 3)) < 1.5, held)
     client.choose("Berlin")
     client.connect()
     client.disconnect()
 
 
-def references_lead_to_the_secrets(client):
-    """The profile, started by another program than the client."""
-    check("the tunnel has its secrets", labctl("as-user", "nmcli", "connection", "up", "Velmora")[0],
-          client.everything("stderr")[-5:])
-    client.desktop.wait_for_text("Connected")
-    client.disconnect()
-
-
-def longest_silence(client, seconds):
-    """The longest time that the window left its reader without an answer, in so many seconds."""
-    longest, answered = 0, time.monotonic()
-    end = answered + seconds
-    while answered < end or longest == 0:
-        until("an answer of the window", client.desktop.texts)
-        longest, answered = max(longest, time.monotonic() - answered), time.monotonic()
-    return longest
-
-
-def windows_of(program):
-    return subprocess.run(["xdotool", "search", "--onlyvisible", "--class", program], capture_output=True).stdout
-
-
-def seconds_to_window(client):
-    """From a new start of the client to its first window."""
+def restart(client):
+    """How long a new start of the client took to its window."""
     client.kill()
     began = time.monotonic()
     client.start()
-    until("a window", lambda: windows_of("velmora"))
+    until("a window", windows_of)
     return time.monotonic() - began
 
 
+def has_kept_all(stage):
+    """The sign-in leads home, and the profile, started by another program, to the tunnel's secrets."""
+    stage.client.choose("Berlin")
+    stage.run("nmcli", "connection", "up", "Velmora")
+    stage.desktop.wait_for_text("Connected")
+    stage.client.disconnect()
+
+
 def keepassxc(stage, confirms):
-    """KeePassXC with an open database, whose root group it shows to other programs; the client signed in, restarted."""
+    """The client signed in with KeePassXC, whose database is open, and restarted."""
     labctl("keyring", "kill")
-    group = uuid.uuid4()
-    xml = write("lab.xml", f"""<?xml version="1.0" encoding="UTF-8"?>
-<KeePassFile>
-  <Meta><CustomData><Item><Key>FDO_SECRETS_EXPOSED_GROUP</Key><Value>{{{group}}}</Value></Item></CustomData></Meta>
-  <Root><Group><UUID>{base64.b64encode(group.bytes).decode()}</UUID><Name>Root</Name></Group></Root>
-</KeePassFile>""")
-    write(".config/keepassxc/keepassxc.ini", "[General]\nConfigVersion=2\nUpdateCheckMessageShown=true\n[FdoSecrets]\n"
-          f"Enabled=true\nShowNotification=false\nConfirmAccessItem={str(confirms).lower()}\n")
-    database = xml.replace(".xml", ".kdbx")
-    subprocess.run(["labctl", "as-user", "keepassxc-cli", "import", "-p", xml, database], input="lab\nlab\n", text=True,
-                   capture_output=True, check=True)
-    program = stage.spawn("keepassxc", "keepassxc", "--pw-stdin", database, **ACCESSIBLE)
-    program.stdin.write(b"lab\n")
-    program.stdin.close()
-    stage.on_the_bus(SERVICE)
-    until("the database open", lambda: "false" in stage.run(*service_call(
-        SERVICE, "/org/freedesktop/secrets/aliases/default", "org.freedesktop.DBus.Properties.Get",
-        "string:org.freedesktop.Secret.Collection", "string:Locked")))
+    stage.write(".config/keepassxc/keepassxc.ini", "[General]\nConfigVersion=2\nUpdateCheckMessageShown=true\n"
+                f"[FdoSecrets]\nEnabled=true\nShowNotification=false\nConfirmAccessItem={str(confirms).lower()}\n")
+    xml = stage.write("lab.xml", KEEPASSXC_DATABASE)
+    stage.run("keepassxc-cli", "import", "-p", xml, xml + ".kdbx", text="lab\nlab\n")
+    stage.spawn("keepassxc", "sh", "-c", f"echo lab | keepassxc --pw-stdin {xml}.kdbx")
+    until("the database open", lambda: "false" in bus_call(
+        SERVICE, "/org/freedesktop/secrets/aliases/default", BUS + ".Properties.Get",
+        "org.freedesktop.Secret.Collection", "Locked"))
     client = stage.start_client()
     signs_in_and_connects(client)
-    client.kill()
-    client.start()
+    restart(client)
     return client
 
 
 @scene("keepassxc")
 def keepassxc_that_confirms(stage):
     client = keepassxc(stage, confirms=True)
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    stage.desktop.press(other(stage, "Allow Selected"))
-    is_home_and_connects(client)
+    answer(stage, "Allow Selected")
+    has_kept_all(stage)
     client.kill()
-    forgetting = stage.spawn("forget", *client.program.split(), "--forget")
-    stage.desktop.press(other(stage, "Allow Selected"))
-    check("one question, and all is forgotten", forgetting.wait(30) == 0 and
-          "holds nothing" in stage.run(*client.program.split(), "--forget"), stage.log("forget"))
-    client.start()
-    signs_in_and_connects(client)
-    # A person who denies it signs in for this run.
-    client.kill()
-    client.start()
-    stage.desktop.press(other(stage, "Deny All & Future"))
-    signs_in_and_connects(client)
-    stage.picture("denied")
+    forgetting = stage.spawn("forget", client.program, "--forget")
+    answer(stage, "Allow Selected")
+    check("one question, and all is forgotten",
+          forgetting.wait(30) == 0 and "holds nothing" in stage.run(client.program, "--forget"))
 
 
 @scene("keepassxc")
 def keepassxc_that_confirms_nothing(stage):
-    is_home_and_connects(keepassxc(stage, confirms=False))
+    keepassxc(stage, confirms=False)
+    has_kept_all(stage)
 
 
-@scene("libkf5wallet-bin|kwallet6", seconds=240)
+@scene("libkf5wallet-bin|kwallet6")
 def kwallet(stage):
     program = shutil.which("kwalletd6") or shutil.which("kwalletd5")
     name = os.path.basename(program)
+    wallets = "org.kde." + name, "/modules/" + name
 
-    def restart_kwallet():
+    # The items of a wallet that is opened again stand at other paths.
+    def new_session():
         client.kill()
-        process = keyring_process(stage)
-        os.kill(process, signal.SIGKILL)
-        until("KWallet's end", lambda: not os.path.exists(f"/proc/{process}/exe"))
-        stage.spawn("kwallet", program, **ACCESSIBLE)
-        stage.on_the_bus("org.kde." + name)
-        stage.on_the_bus(SERVICE)
+        bus_call(*wallets, "org.kde.KWallet.closeAllWallets")
+        os.kill(keyring_process(), signal.SIGKILL)
+        until("KWallet's end", lambda: SERVICE not in bus_call(BUS, "/", BUS + ".ListNames"))
 
     labctl("keyring", "kill")
-    write(".config/kwalletrc", "[Wallet]\nFirst Use=false\n[org.freedesktop.secrets]\napiEnabled=true\n")
+    stage.write(".config/kwalletrc", "[Wallet]\nFirst Use=false\n[org.freedesktop.secrets]\napiEnabled=true\n")
     # Installed, not running, and without a wallet.
-    start_on_demand(stage, SERVICE, program)
+    stage.start_on_demand(SERVICE, program)
+    stage.start_on_demand(wallets[0], program)
     client = stage.start_client()
-    said = until("a word before the question", lambda: [text for text in client.desktop.texts() if "eyring" in text])
-    check("no keyring is to be installed", not any("install" in text for text in said), said)
+    client.desktop.wait_for("No default keyring: set one up when asked, or in your desktop's password settings")
     check("the person can read it before the question", not windows_of(name))
-    stage.desktop.press(other(stage, "Classic, blowfish encrypted file", Atspi.Role.RADIO_BUTTON))
-    stage.picture("new-wallet")
-    stage.desktop.press(other(stage, "Finish"))
+    answer(stage, "Classic, blowfish encrypted file", Atspi.Role.RADIO_BUTTON)
+    stage.desktop.picture("new-wallet")
+    answer(stage, "Finish")
     enter_password(stage, PASSWORD + "\t" + PASSWORD)
     until("no strip", lambda: client.desktop.find("Needs attention") is None)
     signs_in_and_connects(client)
-    changed = time.time()
-    wallet = os.path.join(os.environ["HOME"], ".local/share/kwalletd/Default keyring.kwl")
-    until("the wallet written", lambda: os.path.getmtime(wallet) > changed)
 
-    # Started anew it asks; the items stand at other paths then.
-    os.remove(os.path.join(os.environ["VELMORA_LAB"], "session-services", SERVICE + ".service"))
-    stage.activatable()
-    restart_kwallet()
+    new_session()
     client.start()
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
     enter_password(stage)
-    at_home(client)
-    references_lead_to_the_secrets(client)
+    has_kept_all(stage)
 
     # A program of KDE's has it opened before: nobody is asked again.
-    restart_kwallet()
-    opening = stage.spawn("kde", *service_call("org.kde." + name, "/modules/" + name, "org.kde.KWallet.open",
-                                               "string:Default keyring", "int64:0", "string:kde"))
+    new_session()
+    opening = stage.spawn("kde", "gdbus", "call", "--session", "--dest", wallets[0], "--object-path", wallets[1],
+                          "--method", "org.kde.KWallet.open", "Default keyring", "0", "kde")
     enter_password(stage)
     opening.wait(30)
     client.start()
-    is_home_and_connects(client)
+    has_kept_all(stage)
 
 
 @scene()
 def gnome_keyring_stands_still(stage):
     client = stage.start_client()
     signs_in_and_connects(client)
-    process = keyring_process(stage)
+    as_ever = restart(client)
+    process = keyring_process()
     os.kill(process, signal.SIGSTOP)
     for press, bound in (("a connect holds the window once", HELD_SECONDS), ("the next one does not", 1)):
         client.press("Quick Connect")
-        held = longest_silence(client, 2 * HELD_SECONDS)
-        check(press, held < bound, held)
+        check(press, (held := longest_silence(client, 2 * HELD_SECONDS)) < bound, held)
+    check("the window is there within a second", (took := restart(client)) < max(1, as_ever + 0.7), (took, as_ever))
+    client.button("Sign in")
     os.kill(process, signal.SIGCONT)
-    until("connected with the keyring that has come back", client.try_to_connect)
-    client.disconnect()
-
-    as_ever = seconds_to_window(client)
-    at_home(client)
-    os.kill(process, signal.SIGSTOP)
-    took = seconds_to_window(client)
-    check("the window is there within a second", took < max(1, as_ever + 0.7), (took, as_ever))
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
-    os.kill(process, signal.SIGCONT)
-    at_home(client)
+    has_kept_all(stage)
 
 
-@scene("gcr4|gcr", seconds=180)
+@scene("gcr4|gcr")
 def gnome_keyring_is_locked(stage):
     """A slow person, asked once, does not unlock it: the client works as ever, and nothing is lost."""
-    start_on_demand(stage, "org.gnome.keyring.SystemPrompter", "/usr/libexec/gcr-prompter")
+    stage.start_on_demand("org.gnome.keyring.SystemPrompter", "/usr/libexec/gcr-prompter")
     labctl("keyring", "lock")
-    process = keyring_process(stage)
+    process = keyring_process()
     client = stage.start_client()
-    client.desktop.wait_for("Sign in", Atspi.Role.PUSH_BUTTON)
     until("a prompt", lambda: windows_of("gcr-prompter"))
-    held = longest_silence(client, SLOW_PERSON_SECONDS)
-    check("the window and the keyring live", held < HELD_SECONDS and keyring_process(stage) == process, held)
-    stage.picture("prompt")
+    held = longest_silence(client, 25)
+    check("the window and the keyring live", held < HELD_SECONDS and keyring_process() == process, held)
+    stage.desktop.picture("prompt")
     stage.desktop.key("Escape")
     until("no prompt", lambda: not windows_of("gcr-prompter"))
     signs_in_and_connects(client)
     client.desktop.wait_for("Needs attention")
-    check("nobody is asked again", not windows_of("gcr-prompter") and keyring_process(stage) == process)
+    check("nobody is asked again", not windows_of("gcr-prompter") and keyring_process() == process)
     labctl("keyring", "unlock")
     until("no strip", lambda: client.desktop.find("Needs attention") is None)
-    until("the secrets in the keyring", lambda: subprocess.run(
-        ["labctl", "as-user", "secret-tool", "lookup", "service", "com.velmora.Client", "key", "sharedSecret"],
-        capture_output=True, timeout=30).stdout)
-    seconds_to_window(client)
-    at_home(client)
-    references_lead_to_the_secrets(client)
+    restart(client)
+    has_kept_all(stage)
