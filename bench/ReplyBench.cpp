@@ -7,7 +7,6 @@
 #include "bench/PlainDecoding.h"
 #include "bench/ReplyServer.h"
 #include "bench/Stretches.h"
-#include "tests/support/TestConfiguration.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -163,7 +162,7 @@ int main(int argc, char *argv[])
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 1;
     const HomeStage stage;
     ReplyServer server;
-    testing::setApiBaseUrl(server.baseUrl());
+    qputenv("VELMORA_TEST_API", server.baseUrl().toUtf8());
     std::map<int, QByteArray> replies;
     for (const int count : {7000, 100000})
         replies[count] = endpointsReply(count);

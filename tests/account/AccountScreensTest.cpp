@@ -76,7 +76,7 @@ private Q_SLOTS:
         QCOMPARE(catcher.alerts,
                  (QStringList{u"Alert|Please enter user name|OK"_s, u"Alert|Please enter password|OK"_s,
                               u"Alert|Username is blank!|OK"_s}));
-        QCOMPARE(server.connections, 0);
+        QCOMPARE(server.requests.size(), 0);
     }
 
     void eachClickSignsInWithWhatTheFieldHoldsWhenTheReplyArrives()

@@ -80,7 +80,7 @@ private Q_SLOTS:
     {
         FakeSecretStore &store = FakeSecretStore::install();
         store.items = {{u"token"_s, u"t"_s}, {u"username"_s, u"ann"_s}};
-        writeDefaults("token=t\nTOKEN=2\nlist=a, b\n[window]\nsize=1\ndeep\\er=2\n");
+        writeDefaults("token=t\nTOKEN=2\nlist=a, b\n\\x=1\na\\\\b=2\n[window]\nsize=1\ndeep\\er=2\n");
         Screen::make<SettingsVC>()->logoutButtonClicked();
         QFile file(UserDefaults::filePath());
         QVERIFY(!file.open(QIODevice::ReadOnly) || file.readAll().trimmed().isEmpty());

@@ -1,82 +1,100 @@
 #include "platform/vpn/SystemNetworkVPNManager.h"
-#include "tests/support/FakeNetworkDaemon.h"
 #include "tests/support/FakeSecretStore.h"
 
-#include <QDBusReply>
-#include <QTemporaryDir>
+#include <QDBusArgument>
+#include <QDBusPendingReply>
+#include <QDBusVirtualObject>
 #include <QTest>
 
 using namespace velmora;
 using namespace velmora::testing;
+using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 const QString nm = u"org.freedesktop.NetworkManager"_s;
-const QString privateRefusal = u"The 'vpnc' plugin doesn't support private connections."_s;
+const QString root = u"/org/freedesktop/NetworkManager"_s;
+const QVariant profilePath = QVariant::fromValue(QDBusObjectPath(root + u"/Settings/1"_s));
 
-const VPNProtocolIPSec fullProtocol{.serverAddress = u"gate.example"_s,
-                                    .localIdentifier = u"client"_s,
-                                    .authenticationMethod = VPNIKEAuthenticationMethod::SharedSecret,
-                                    .username = u"jörg@example"_s,
-                                    .passwordReference = "ref:password",
-                                    .sharedSecretReference = "ref:sharedSecret",
-                                    .useExtendedAuthentication = true};
+/// NetworkManager on the test's own bus: holds one profile, refuses what it is told to refuse, and can fall
+/// silent.
+class Daemon final : public QDBusVirtualObject
+{
+public:
+    Daemon()
+    {
+        bus.registerVirtualObject(u"/"_s, this, QDBusConnection::SubPath);
+        bus.registerService(nm);
+    }
+    ~Daemon() override { QDBusConnection::disconnectFromBus(u"daemon"_s); }
+
+    QStringList permissions() const { return saved[u"connection"_s][u"permissions"_s].toStringList(); }
+    QString introspect(const QString &) const override { return {}; }
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &) override
+    {
+        last = message;
+        const QString method = message.member();
+        calls << method;
+        if (method == u"GetConnectionByUuid" && saved.isEmpty())
+            refusals[method] = {nm + u".Settings.InvalidConnection"_s, {}};
+        if (silent)
+            return true;
+        if (const auto [error, words] = refusals.take(method); !error.isEmpty())
+            return bus.send(message.createErrorReply(error, words));
+        if (method == u"AddConnection2" || method == u"Update2")
+            saved = qdbus_cast<SystemNetworkSettings>(message.arguments().constFirst());
+        const QMap<QString, QVariant> replies{{u"GetAll"_s, QVariantMap()},
+                                              {u"GetSettings"_s, QVariant::fromValue(saved)}};
+        return bus.send(message.createReply(replies.value(method, profilePath)));
+    }
+
+    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"daemon"_s);
+    SystemNetworkSettings saved;
+    bool silent = false;
+    /// For the next call of each method: the error's name and its message.
+    QMap<QString, QPair<QString, QString>> refusals;
+    QStringList calls;
+    QDBusMessage last;
+};
+
+constexpr auto load = &SystemNetworkVPNManager::loadFromPreferences;
+constexpr auto save = &SystemNetworkVPNManager::saveToPreferences;
+constexpr auto start = &SystemNetworkVPNManager::startVPNTunnel;
 
 struct World
 {
-    /// Waits for the outcomes of `count` operations; the name of each error, an empty text for a success.
-    static QStringList outcomes(int count, const std::function<void(const VPNCompletion &)> &ask)
+    World()
     {
-        QStringList seen;
-        ask([&seen](const auto &error) { seen << (error ? error->domain.section(u'.', -1) : QString()); });
-        if (!seen.isEmpty())
-            return {u"answered within the call"_s};
-        static_cast<void>(QTest::qWaitFor([&] { return seen.size() == count; }, 20000));
-        return seen;
+        manager.setProtocolConfiguration({.serverAddress = u"gate.example"_s,
+                                          .localIdentifier = u"client"_s,
+                                          .username = u"jörg@example"_s,
+                                          .passwordReference = "ref:password",
+                                          .sharedSecretReference = "ref:sharedSecret"});
     }
-    QString load()
+    /// The name of the operation's error, or "done".
+    QString outcome(void (SystemNetworkVPNManager::*operation)(VPNCompletion))
     {
-        return outcomes(1, [this](const auto &over) { manager.loadFromPreferences(over); }).join(u'+');
+        QString seen;
+        (manager.*operation)(
+            [&seen](const auto &error) { seen = error ? error->domain.section(u'.', -1) : u"done"_s; });
+        return QTest::qWaitFor([&seen] { return !seen.isEmpty(); }, 20000) ? seen : u"no end"_s;
     }
-    QString save(const VPNProtocolIPSec &protocol = fullProtocol)
-    {
-        manager.setProtocolConfiguration(protocol);
-        return outcomes(1, [this](const auto &over) { manager.saveToPreferences(over); }).join(u'+');
-    }
-    QString start()
-    {
-        return outcomes(1, [this](const auto &over) { manager.startVPNTunnel(over); }).join(u'+');
-    }
-    QStringList all()
-    {
-        return outcomes(3, [this](const auto &over) {
-            manager.loadFromPreferences(over);
-            manager.saveToPreferences(over);
-            manager.startVPNTunnel(over);
-            manager.stopVPNTunnel();
-        });
-    }
-    /// The number of secrets in the client's answer to `caller`, or the words of its refusal.
+    /// The secrets in the client's answer to `caller`, or the words of its refusal.
     QString secrets(const SystemNetworkSettings &connection, const QString &setting = u"vpn"_s,
                     const std::optional<QDBusConnection> &caller = {})
     {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(daemon.client, u"/org/freedesktop/NetworkManager/SecretAgent"_s,
-                                           u"org.freedesktop.NetworkManager.SecretAgent"_s, u"GetSecrets"_s);
-        message.setArguments({QVariant::fromValue(connection), QVariant::fromValue(QDBusObjectPath(u"/1"_s)),
-                              setting, QStringList(), 0U});
-        const QDBusPendingCall call = caller.value_or(daemon.bus).asyncCall(message);
-        static_cast<void>(QTest::qWaitFor([&call] { return call.isFinished(); }));
-        const QDBusReply<SystemNetworkSettings> reply(call.reply());
-        const auto texts =
-            qdbus_cast<QMap<QString, QString>>(reply.value().value(u"vpn"_s).value(u"secrets"_s));
-        return reply.isValid() ? QStringList(texts.values()).join(u' ') : reply.error().message();
+        QDBusMessage message = QDBusMessage::createMethodCall(daemon.last.service(), root + u"/SecretAgent"_s,
+                                                              nm + u".SecretAgent"_s, u"GetSecrets"_s);
+        message.setArguments({QVariant::fromValue(connection), profilePath, setting, QStringList(), 0U});
+        QDBusPendingReply<SystemNetworkSettings> reply = caller.value_or(daemon.bus).asyncCall(message);
+        static_cast<void>(QTest::qWaitFor([&reply] { return reply.isFinished(); }));
+        const auto given = qdbus_cast<QMap<QString, QString>>(reply.value()[u"vpn"_s][u"secrets"_s]);
+        return reply.isError() ? reply.error().message() : QStringList(given.values()).join(u' ');
     }
 
-    QTemporaryDir plugins;
-    FakeNetworkDaemon daemon;
-    SystemNetworkVPNManager manager{SystemNetworkVPNManager::Secrets::Offered, {plugins.filePath(u"VPN"_s)}};
+    Daemon daemon;
+    SystemNetworkVPNManager manager;
 };
 
 } // namespace
@@ -90,126 +108,59 @@ class SystemNetworkTest : public QObject
 private Q_SLOTS:
     void initTestCase() { qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS")); }
 
-    void saysWhatIsMissingAndWaitsForItsReturn()
+    void saysThatTheDaemonIsGone()
     {
         World world;
-        QCOMPARE(world.all(), QStringList(3, u"ServiceUnknown"_s));
-        QCOMPARE(world.manager.status(), VPNStatus::Disconnected);
-        QTRY_COMPARE(world.manager.missing(), (QList{MissingPart::NetworkManager, MissingPart::VPNPlugin}));
-        const QDir folder(world.plugins.path());
-        folder.mkdir(u"VPN"_s);
-        QFile description(folder.filePath(u"VPN/nm-vpnc-service.name"_s));
-        QVERIFY(description.open(QIODevice::WriteOnly));
-        description.write("[VPN Connection]\nname=vpnc\nservice=org.freedesktop.NetworkManager.vpnc\n");
-        description.close();
-        QTRY_COMPARE(world.manager.missing(), QList{MissingPart::NetworkManager});
-        world.daemon.come();
-        QTRY_COMPARE(world.manager.missing(), QList<MissingPart>());
-        QCOMPARE(world.save(), QString());
+        QCOMPARE(world.outcome(save), u"done"_s);
         // The client may or may not have heard of it when it asks.
-        world.daemon.go();
-        QCOMPARE(world.load(), u"ServiceUnknown"_s);
-        QTRY_COMPARE(world.manager.missing(), QList{MissingPart::NetworkManager});
-        // It takes its name before its objects are there.
-        for (const QString &method : {u"GetAll"_s, u"GetConnectionByUuid"_s, u"Register"_s})
-            world.daemon.refusals[method] = {QDBusError::errorString(QDBusError::UnknownMethod), {}};
-        world.daemon.come();
-        QTRY_COMPARE(world.manager.missing(), QList<MissingPart>());
-        QCOMPARE(world.start(), QString());
-        QTRY_COMPARE(world.manager.status(), VPNStatus::Connected);
-    }
-
-    void aSilentDaemonIsAnError()
-    {
-        World world;
-        world.daemon.silent = true;
-        world.daemon.come();
-        QCOMPARE(world.all(), QStringList(3, u"NoReply"_s));
-        QCOMPARE(world.manager.status(), VPNStatus::Invalid);
-        QStringList later;
-        {
-            SystemNetworkVPNManager ends;
-            ends.loadFromPreferences([&later](const auto &) { later << u"answered"_s; });
-            QTRY_VERIFY(world.daemon.calls.count(u"GetAll"_s) > 1);
-        }
-        world.daemon.thaw();
-        QCOMPARE(world.load(), QString());
-        QVERIFY(later.isEmpty());
+        world.daemon.bus.unregisterService(nm);
+        QCOMPARE(world.outcome(load), u"ServiceUnknown"_s);
+        QTRY_VERIFY(world.manager.missing().contains(MissingPart::NetworkManager));
     }
 
     void isEnabledOnceTheDaemonHasTheProfile()
     {
         World world;
-        world.daemon.come();
         world.manager.setEnabled(true);
-        QCOMPARE(world.save(), QString());
+        QCOMPARE(world.outcome(save), u"done"_s);
         QVERIFY(world.manager.isEnabled());
         // The daemon hangs in a save and removes the profile meanwhile.
         world.daemon.silent = true;
         world.manager.setEnabled(true);
-        QStringList saved;
-        world.manager.saveToPreferences(
-            [&saved](const auto &error) { saved << (error ? u"no"_s : u"yes"_s); });
-        QTRY_COMPARE(world.daemon.calls.last(), u"Update2"_s);
-        world.daemon.removeProfile();
+        QString saved;
+        world.manager.saveToPreferences([&saved](const auto &error) { saved = error ? u"no"_s : u"yes"_s; });
+        QTRY_COMPARE(world.daemon.last.member(), u"Update2"_s);
+        world.daemon.bus.send(
+            QDBusMessage::createSignal(root + u"/Settings"_s, nm + u".Settings"_s, u"ConnectionRemoved"_s)
+            << profilePath);
         QTRY_COMPARE(world.manager.status(), VPNStatus::Invalid);
         QVERIFY(!world.manager.isEnabled());
-        world.daemon.refusals[u"Update2"_s] = {QDBusError::errorString(QDBusError::UnknownMethod), {}};
-        world.daemon.thaw();
-        QTRY_COMPARE(saved, QStringList{u"no"_s});
+        world.daemon.bus.send(world.daemon.last.createErrorReply(QDBusError::UnknownMethod, {}));
+        QTRY_COMPARE(saved, u"no"_s);
         QVERIFY(!world.manager.isEnabled());
-    }
-
-    void readsBackWhatItSaved()
-    {
-        World world;
-        world.daemon.come();
-        VPNProtocolIPSec protocol = fullProtocol;
-        VPNProtocolIPSec bare = protocol;
-        bare.disconnectOnSleep = true;
-        bare.username.reset();
-        bare.passwordReference.reset();
-        bare.sharedSecretReference = QByteArray("\0\xff=\n", 4);
-        for (const VPNProtocolIPSec &each : {protocol, bare}) {
-            QCOMPARE(world.save(each), QString());
-            world.manager.setProtocolConfiguration({});
-            QCOMPARE(world.load(), QString());
-            QVERIFY(world.manager.protocolConfiguration() == each);
-        }
-        protocol.serverAddress = u"gate.example\0.evil"_s;
-        QCOMPARE(world.save(protocol), u"InvalidArgs"_s);
-        // Somebody else's profile is left as it is.
-        world.daemon.saved[u"user"_s].clear();
-        QCOMPARE(world.load(), u"UuidExists"_s);
-        world.daemon.refusals[u"GetConnectionByUuid"_s] = {nm + u".Settings.PermissionDenied"_s, {}};
-        QCOMPARE(world.load(), u"UuidExists"_s);
-        QVERIFY(world.daemon.saved[u"user"_s].isEmpty());
     }
 
     void onlyThatRefusalOpensTheProfile()
     {
-        const QString start = u"ActivateConnection"_s;
-        const QString update = u"Update2"_s;
+        const QString refusal = u"The 'vpnc' plugin doesn't support private connections."_s;
         const QString unavailable = u".ConnectionNotAvailable"_s;
         const std::tuple<QString, QString, QString, bool> rows[] = {
-            {start, unavailable, u"The VPN service was not installed."_s, false},
-            {start, u".PermissionDenied"_s, privateRefusal, false},
-            {start, unavailable, privateRefusal, true},
-            {update, u".Settings.PermissionDenied"_s, privateRefusal, false},
-            {update, unavailable, privateRefusal, true},
+            {u"ActivateConnection"_s, unavailable, u"The VPN service was not installed."_s, false},
+            {u"ActivateConnection"_s, unavailable, refusal, true},
+            {u"Update2"_s, u".Settings.PermissionDenied"_s, refusal, false},
+            {u"Update2"_s, unavailable, refusal, true},
         };
         for (const auto &[method, error, words, opens] : rows) {
             World world;
-            world.daemon.come();
-            QCOMPARE(world.save(), QString());
+            QCOMPARE(world.outcome(save), u"done"_s);
             const QStringList own = world.daemon.permissions();
             QCOMPARE(own.size(), 1);
             world.daemon.refusals[method] = {nm + error, words};
-            QCOMPARE(method == update ? world.save() : world.start(),
-                     opens ? QString() : error.section(u'.', -1));
+            QCOMPARE(world.outcome(method == u"Update2" ? save : start),
+                     opens ? u"done"_s : error.section(u'.', -1));
             QCOMPARE(world.daemon.permissions(), opens ? QStringList() : own);
             QCOMPARE(world.daemon.calls.count(method), opens ? 2 : 1);
-            QCOMPARE(world.save(), QString());
+            QCOMPARE(world.outcome(save), u"done"_s);
             QCOMPARE(world.daemon.permissions(), own);
         }
     }
@@ -219,34 +170,66 @@ private Q_SLOTS:
         FakeSecretStore &store = FakeSecretStore::install();
         store.items = {{u"password"_s, u"pä ss"_s}, {u"sharedSecret"_s, u"s3cret"_s}, {u"token"_s, u"t"_s}};
         World world;
-        world.daemon.come();
-        QCOMPARE(world.save(), QString());
+        QCOMPARE(world.outcome(save), u"done"_s);
         const SystemNetworkSettings saved = world.daemon.saved;
         QCOMPARE(world.secrets(saved), u"s3cret pä ss"_s);
-        QCOMPARE(world.secrets(saved, u"proxy"_s), u"this is not the client's profile"_s);
+        const QString notOurs = u"this is not the client's profile"_s;
+        QCOMPARE(world.secrets(saved, u"proxy"_s), notOurs);
         QCOMPARE(world.secrets(saved, u"vpn"_s, QDBusConnection::sessionBus()),
                  u"the caller is not NetworkManager"_s);
-        const auto altered = [&saved](const QString &setting, const QString &key, const QString &value) {
-            SystemNetworkSettings other = saved;
-            auto data = qdbus_cast<QMap<QString, QString>>(other[setting][u"data"_s]);
-            data[key] = value;
-            other[setting][u"data"_s] = QVariant::fromValue(data);
-            return other;
-        };
         const QString notAsSaved = u"the profile's gateway or user is not the one that the client saved"_s;
-        QCOMPARE(world.secrets(altered(u"vpn"_s, u"IPSec gateway"_s, u"evil"_s)), notAsSaved);
-        QCOMPARE(world.secrets(altered(u"vpn"_s, u"Xauth username"_s, u"eve"_s)), notAsSaved);
-        QCOMPARE(world.secrets(altered(u"user"_s, u"velmora.application"_s, u"other"_s)),
-                 u"this is not the client's profile"_s);
-        const QString token = QString::fromLatin1(QByteArray("ref:token").toBase64());
-        QVERIFY(
-            !world.secrets(altered(u"user"_s, u"velmora.password-reference"_s, token)).contains(u"s3cret"));
+        const std::tuple<QString, QString, QString, QString> rows[] = {
+            {u"vpn"_s, u"IPSec gateway"_s, u"evil"_s, notAsSaved},
+            {u"vpn"_s, u"Xauth username"_s, u"eve"_s, notAsSaved},
+            {u"user"_s, u"velmora.application"_s, u"other"_s, notOurs},
+            {u"user"_s, u"velmora.password-reference"_s, u"cmVmOnRva2Vu"_s,
+             u"the keyring has no \"password\" at the profile's reference"_s},
+        };
+        for (const auto &[setting, key, value, refusal] : rows) {
+            SystemNetworkSettings altered = saved;
+            auto data = qdbus_cast<QMap<QString, QString>>(altered[setting][u"data"_s]);
+            data[key] = value;
+            altered[setting][u"data"_s] = QVariant::fromValue(data);
+            QCOMPARE(world.secrets(altered), refusal);
+        }
         for (const QString &broken : {u"a\nb"_s, u"a\rb"_s, u"a\0b"_s}) {
             store.items[u"password"_s] = broken;
             QCOMPARE(world.secrets(saved), u"\"password\" holds a null character or a line break"_s);
         }
-        store.failing = true;
-        QVERIFY(!world.secrets(saved).contains(u"s3cret"));
+        VPNProtocolIPSec protocol = *world.manager.protocolConfiguration();
+        protocol.serverAddress = u"gate.example\0.evil"_s;
+        world.manager.setProtocolConfiguration(protocol);
+        QCOMPARE(world.outcome(save), u"InvalidArgs"_s);
+    }
+
+    /// A tunnel that the daemon began anew is told from others that come up after one was lost.
+    void afterATunnelThatWasUp()
+    {
+        using enum VPNStatus;
+        using Tunnel = SystemNetworkTunnel;
+        using Facts = SystemNetworkStatus::Facts;
+        const auto running = [](const SystemNetworkTunnels &tunnels = {}) {
+            return Facts{.daemonRuns = true, .hasProfile = true, .tunnels = tunnels};
+        };
+        const Facts none = running();
+        const Facts anew = running({{2, {.state = Tunnel::State::Activating}}});
+        const Facts ended = running({{1, {.state = Tunnel::State::Deactivating, .endedOnRequest = true}}});
+        const Facts begunByUs{.daemonRuns = true, .hasProfile = true, .startUnderWay = true, .tunnels = {}};
+        const QList<std::tuple<std::chrono::milliseconds, Facts, VPNStatus>> rows[] = {
+            {{10ms, none, Disconnected}, {1s, anew, Reasserting}, {2s, anew, Reasserting}},
+            {{10ms, none, Disconnected}, {1011ms, anew, Connecting}},
+            {{10ms, begunByUs, Connecting}, {30ms, anew, Connecting}},
+            {{10ms, ended, Disconnecting}, {20ms, anew, Connecting}},
+            {{10ms, Facts(), Disconnected}, {20ms, anew, Connecting}},
+        };
+        for (const auto &steps : rows) {
+            SystemNetworkStatus machine;
+            QVERIFY(machine.update(running({{1, {.state = Tunnel::State::Activated}}}), {}));
+            for (const auto &[at, facts, expected] : steps) {
+                static_cast<void>(machine.update(facts, SystemNetworkStatus::Time() + at));
+                QCOMPARE(machine.status(), expected);
+            }
+        }
     }
 };
 

@@ -18,10 +18,8 @@ public:
     /// Makes a new one the manager of this process.
     static FakeVPNManager &install()
     {
-        auto manager = std::make_unique<FakeVPNManager>();
-        FakeVPNManager &installed = *manager;
-        VPNManager::setSharedManager(std::move(manager));
-        return installed;
+        setSharedManager(std::make_unique<FakeVPNManager>());
+        return static_cast<FakeVPNManager &>(sharedManager());
     }
 
     void loadFromPreferences(VPNCompletion completion) override { answer(u"vpn load"_s, completion); }
@@ -30,11 +28,7 @@ public:
         saved.append(protocol.value_or(VPNProtocolIPSec{}));
         answer(u"vpn save"_s, completion);
     }
-    void removeFromPreferences(VPNCompletion completion) override
-    {
-        protocol.reset();
-        answer(u"vpn remove"_s, completion);
-    }
+    void removeFromPreferences(VPNCompletion) override {}
     void setProtocolConfiguration(const VPNProtocolIPSec &profile) override { protocol = profile; }
     std::optional<VPNProtocolIPSec> protocolConfiguration() const override { return protocol; }
     void setEnabled(bool enabled) override { profileEnabled = enabled; }
