@@ -246,7 +246,7 @@ private Q_SLOTS:
         auto *star = countries->viewAtRow(30)->findChild<QAbstractButton *>();
         star->setFocus(Qt::TabFocusReason);
         home.button()->click();
-        QTRY_VERIFY_WITH_TIMEOUT(countries->viewAtRow(30)->spokenText().contains(u" ms,"_s), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(countries->viewAtRow(30)->spokenText().contains(u" ms,"_s), 4000);
         QVERIFY(scrolled > 0 && countries->verticalScrollBar()->value() == scrolled);
         QCOMPARE(countries->selectedRow(), 30);
         QVERIFY(star->hasFocus());
