@@ -138,7 +138,7 @@ class Desktop:
         return path
 
 
-class Client:
+class DrivenClient:
     """One run of the client after the other; the folder gets the pictures, and its two channels as files."""
 
     def __init__(self, program, folder, desktop=None):
@@ -167,15 +167,16 @@ class Client:
     def gone(self, name):
         until(f"“{name}” gone", lambda: self.desktop.find(name) is None)
 
-    def sign_in(self, user=None, password=None, picture=None):
+    def fill_in(self, user=None, password=None):
         """The demo account, if no other is given."""
         self.desktop.focus(self.desktop.wait_for("User name", Atspi.Role.TEXT))
         self.desktop.key("ctrl+a")
         self.desktop.type(user or os.environ["VELMORA_LAB_USER"])
         self.desktop.key("Tab", "ctrl+a")
         self.desktop.type(password or os.environ["VELMORA_LAB_PASSWORD"])
-        if picture:
-            self.desktop.picture(picture)
+
+    def sign_in(self, *account):
+        self.fill_in(*account)
         self.desktop.key("Return")
 
     def locations(self):

@@ -1,6 +1,5 @@
 #!/usr/bin/python3
-"""What the router of the desktop's uplink sees while the tunnel is up, and after each way in which it ends. Usage, in a
-lab: leaks.py CLIENT FOLDER"""
+"""What the router sees while the tunnel is up, and after each way in which it ends. Usage: leaks.py CLIENT FOLDER"""
 
 import os
 import subprocess
@@ -47,7 +46,6 @@ def nothing_passes_beside_and_all_is_as_before(client):
     client.sign_in()
     client.choose("Berlin")
     before = routes_and_resolver()
-    check("the resolver of before", before[1].startswith(RESOLVER), before)
     for end, back in ENDS:
         until("connected", client.try_to_connect, CONNECT_SECONDS)
         until("the tunnel's resolver", lambda: labctl("dns")[1] == TUNNEL_RESOLVER)

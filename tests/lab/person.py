@@ -6,11 +6,9 @@ import subprocess
 import sys
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(HERE, "..", "..", "lab", "tour"))
-import desktop as tour  # noqa: E402
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "lab", "tour"))
 from desktop import (  # noqa: E402,F401
-    CONNECT_SECONDS, Atspi, Desktop, GLib, NotSo, check, descendants, has, is_showing, labctl, until)
+    CONNECT_SECONDS, Atspi, Desktop, DrivenClient, GLib, NotSo, check, descendants, has, is_showing, labctl, until)
 
 # The gateway that does not answer is given up by the daemon after some 15 s.
 GIVEN_UP_SECONDS = 40
@@ -29,7 +27,7 @@ def system_says():
     return set().union(*(TRUE_TEXTS.get(state, set()) for state in states)) or {"Disconnected"}
 
 
-class Client(tour.Client):
+class Client(DrivenClient):
     def __init__(self, program, folder, desktop=None):
         super().__init__(program, folder, desktop)
         self.marks = {name: 0 for name in self.paths}
@@ -74,8 +72,8 @@ class Client(tour.Client):
         until("the route back", lambda: "uplink" in labctl("route")[1])
 
     def try_to_connect(self):
-        """The daemon is on the bus some time before it has its devices up; until then a start is refused. One that was
-        accepted may take its time."""
+        # The daemon is on the bus some time before it has its devices up; until then a start is refused. One that was
+        # accepted may take its time.
         button = self.desktop.find("Quick Connect", Atspi.Role.PUSH_BUTTON)
         if button is not None:
             self.desktop.press(button)
