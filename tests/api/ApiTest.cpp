@@ -169,14 +169,12 @@ private Q_SLOTS:
             {decoded<EndpointConnectResponse>,
              "{'success':true,'address':'','configuration':'','password':''}", "configurationType"},
             {token, "\ufeff{'token':'\ufeff\ufeff\\u0000x'} \n", "{'token':'\ufeff\ufeff\\u0000x'}"},
-            {token, "{'token':5,'token':'b'}", "{'token':'b'}"},
             {token, "{'token':'a','token':null}", "{}"},
             {token, "{'token':null,'error':{'message':[]}}", "error.message"},
             {token, "[]", "the reply"},
             {token, "{'token':'a'}{}", "no JSON"},
             {token, "{'token':'\xff'}", "no JSON"},
             {token, "{'token':'\\ud800'}", "no JSON"},
-            {token, "{'other':1e400}", "no JSON"},
             {decoded<Response>, "{'success':'true'}", "success"},
         };
         for (const auto &[decoder, reply, outcome] : rows)

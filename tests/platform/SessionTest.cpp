@@ -53,7 +53,6 @@ public:
 const QString service = u"com.velmora.Test"_s;
 const QString busName = u"org.freedesktop.secrets"_s;
 const QString root = u"/org/freedesktop/secrets"_s;
-constexpr int eventMilliseconds = 20000;
 
 /// A keyring daemon of the private session bus on which this test runs.
 struct Keyring
@@ -86,7 +85,7 @@ struct Keyring
     static void waitUntilOnBus(bool is)
     {
         const QDBusConnectionInterface *const bus = QDBusConnection::sessionBus().interface();
-        QTRY_COMPARE_WITH_TIMEOUT(bus->isServiceRegistered(busName).value(), is, eventMilliseconds);
+        QTRY_COMPARE_WITH_TIMEOUT(bus->isServiceRegistered(busName).value(), is, 20000);
     }
 
     QTemporaryDir home;
@@ -172,7 +171,6 @@ private Q_SLOTS:
             store.emplace();
             write(u"password"_s, u"one"_s);
             write(u"token"_s, u"goes"_s);
-            const QByteArray written = **store->persistentReference(service, u"password"_s);
             store->unlock();
             QSignalSpy opened(&*store, &SecretStore::opened);
             QTRY_VERIFY(!opened.isEmpty());
@@ -185,7 +183,6 @@ private Q_SLOTS:
             // The window waits once.
             QElapsedTimer timer;
             timer.start();
-            QVERIFY(!store->resolve(written, service, u"password"_s));
             QVERIFY(!store->store(service, u"password"_s, u"two"_s));
             QVERIFY(!store->remove(service, u"token"_s));
             QCOMPARE(read(u"password"_s), u"two"_s);
@@ -200,7 +197,7 @@ private Q_SLOTS:
             if (fault == Locked)
                 keyring.kill();
             fault == Stopped ? keyring.signal(SIGCONT) : keyring.start();
-            QTRY_VERIFY_WITH_TIMEOUT(!opened.isEmpty(), eventMilliseconds);
+            QTRY_VERIFY(!opened.isEmpty());
             // Another process finds what this one has written.
             store.emplace();
             QCOMPARE(read(u"password"_s), u"two"_s);

@@ -112,9 +112,11 @@ private Q_SLOTS:
     {
         World world;
         QCOMPARE(world.outcome(save), u"done"_s);
-        // The client may or may not have heard of it when it asks.
-        world.daemon.bus.unregisterService(nm);
+        // The bus says so until the client hears that the daemon has gone.
+        world.daemon.refusals[u"GetConnectionByUuid"_s] = {u"org.freedesktop.DBus.Error.NameHasNoOwner"_s,
+                                                           {}};
         QCOMPARE(world.outcome(load), u"ServiceUnknown"_s);
+        world.daemon.bus.unregisterService(nm);
         QTRY_VERIFY(world.manager.missing().contains(MissingPart::NetworkManager));
     }
 
