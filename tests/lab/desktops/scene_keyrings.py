@@ -32,9 +32,11 @@ def keyring_process():
     return int(bus_call(BUS, "/", BUS + ".GetConnectionUnixProcessID", SERVICE).split()[1].rstrip(",)"))
 
 
-def longest_silence(client, seconds):
-    """The longest time that the window left its reader without an answer, in so many seconds."""
+def longest_silence(client, seconds, button=None):
+    """The longest time that the window leaves its reader without an answer, in so many seconds from a press on."""
     answers = [time.monotonic()]
+    if button:
+        client.press(button)
     while answers[-1] < answers[0] + seconds:
         until("an answer of the window", client.desktop.texts)
         answers.append(time.monotonic())
@@ -49,8 +51,8 @@ def signs_in_and_connects(client):
     client.disconnect()
 
 
+# How long a new start of the client takes to its window.
 def restart(client):
-    """How long a new start of the client took to its window."""
     client.kill()
     began = time.monotonic()
     client.start()
@@ -147,13 +149,12 @@ def kwallet(stage):
 @scene()
 def gnome_keyring_stands_still(stage):
     client = stage.start_client()
-    signs_in_and_connects(client)
     as_ever = restart(client)
+    signs_in_and_connects(client)
     process = keyring_process()
     os.kill(process, signal.SIGSTOP)
     for press, bound in (("a connect holds the window once", HELD_SECONDS), ("the next one does not", 1)):
-        client.press("Quick Connect")
-        check(press, (held := longest_silence(client, 2 * HELD_SECONDS)) < bound, held)
+        check(press, (held := longest_silence(client, 2 * HELD_SECONDS, "Quick Connect")) < bound, held)
     check("the window is there within a second", (took := restart(client)) < max(1, as_ever + 0.7), (took, as_ever))
     client.button("Sign in")
     os.kill(process, signal.SIGCONT)

@@ -2,7 +2,7 @@
 
 import os
 
-from stage import check, labctl, scene, until
+from stage import Atspi, check, labctl, scene, until
 
 # Speech goes into a file, a sentence a line, and as sound to nowhere.
 SPEECHD = 'AudioOutputMethod "libao"\nAddModule "file" "sd_generic" "file.conf"\nDefaultModule "file"\n'
@@ -24,16 +24,16 @@ class Orca:
         stage.spawn("orca", "orca")
         self.speaks("Screen reader on")
 
+    # Without the names of keys, which end in a blank.
     def new_sentences(self):
-        """Without the names of keys, which end in a blank."""
         with open(self.path, encoding="utf-8") as file:
             spoken = [line.removesuffix("\n").removesuffix(".") for line in file]
         # Later versions call it "button" alone.
         return [each.replace("push button", "button") for each in spoken if not each.endswith(" ")][self.sentences:]
 
+    # Waits for the last of these sentences. They and nothing else have been spoken since the last call, so that a call
+    # says of the last one that it was not repeated.
     def speaks(self, *sentences):
-        """Waits for the last of these sentences. They and nothing else have been spoken since the last call, so that a
-        call says of the last one that it was not repeated."""
         try:
             until(f"“{sentences[-1]}” spoken", lambda: sentences[-1] in self.new_sentences())
         finally:
@@ -65,10 +65,12 @@ def orca_speaks_a_tunnel(stage):
     orca.speaks("Change password button", "Settings")
     client.press("Back to home")
     orca.speaks("Quick Connect button", "Home, Disconnected")
-    client.choose("Berlin")
     # Two are favourites.
     others = len(labctl("endpoints")[1].splitlines()) - 2
-    orca.speaks("All locations", f"List with {others} items", "Berlin, not a favourite")
+    client.desktop.focus(client.desktop.wait_for("All locations", Atspi.Role.LIST))
+    orca.speaks("All locations", f"List with {others} items")
+    client.desktop.type("o")
+    orca.speaks("Oslo, not a favourite")
     client.press("Quick Connect")
     orca.speaks("Connecting", "Connected")
     stage.run("nmcli", "connection", "down", "Velmora")

@@ -122,10 +122,10 @@ def metacity_shows_the_window_on_each_workspace(stage):
 @scene("weston", "qt6-wayland")
 def weston_shows_the_client_and_a_host_that_wants_a_menu_its_icon(stage):
     stage.spawn("weston", "weston", "--backend=x11-backend.so", "--socket=velmora", "--idle-time=0")
-    start_host(stage, "Id", "Menu")
     until("the compositor", lambda: os.path.exists(os.path.join(os.environ["XDG_RUNTIME_DIR"], "velmora")))
     os.environ.update(WAYLAND_DISPLAY="velmora", QT_QPA_PLATFORM="wayland")
     stage.start_client().button("Sign in")
+    start_host(stage, "Id", "Menu")
     icon_at = listed_icon()
     bus_call(*icon_at, "org.kde.StatusNotifierItem.Activate", "0", "0")
     until("another window", lambda: stage.desktop.application().get_child_count() == 2)
