@@ -5,7 +5,7 @@ import shutil
 import signal
 import time
 
-from stage import BUS, Atspi, bus_call, check, labctl, scene, until, windows_of
+from stage import BUS, Atspi, bus_call, check, labctl, output, property_of, scene, until, windows_of
 
 SERVICE = "org.freedesktop.secrets"
 PASSWORD = "Correct-horse-42-battery"
@@ -24,6 +24,7 @@ def answer(stage, name, role=Atspi.Role.PUSH_BUTTON):
 
 def enter_password(stage, keys=PASSWORD):
     stage.desktop.wait_for("OK", Atspi.Role.PUSH_BUTTON, Atspi.get_desktop(0))
+    until("the question active", lambda: "kwallet" in property_of(output("xdotool", "getactivewindow"), "WM_CLASS"))
     stage.desktop.type(keys)
     stage.desktop.key("Return")
 
