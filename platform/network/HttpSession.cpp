@@ -126,10 +126,10 @@ GObjectPtr<SoupMessage> messageOf(const HttpRequest &request)
 SoupSession *newSession()
 {
     // GLib asks for proxies over a session bus connection of its own, with whose end it would end the
-    // process.
+    // process. The connection is kept: GLib would make the next one with that default again.
     const auto opened = [](GObject *, GAsyncResult *result, gpointer) {
-        if (const GObjectPtr<GDBusConnection> bus(g_bus_get_finish(result, nullptr)); bus)
-            g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+        if (GDBusConnection *const bus = g_bus_get_finish(result, nullptr); bus != nullptr)
+            g_dbus_connection_set_exit_on_close(bus, FALSE);
     };
     g_bus_get(G_BUS_TYPE_SESSION, nullptr, opened, nullptr);
     // A request waits for no other one: a service that never ends its replies must not hold up the next
