@@ -78,7 +78,8 @@ bool ApplicationInstance::passOn(const QString &activationToken)
     call.setAutoStartService(false);
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, timeoutMilliseconds);
     // A busy process may reply later; one that has exited never does.
-    return QDBusError(reply).type() != QDBusError::ServiceUnknown;
+    return QDBusError(reply).type() != QDBusError::ServiceUnknown &&
+           reply.errorName() != u"org.freedesktop.DBus.Error.NameHasNoOwner";
 }
 
 } // namespace velmora
