@@ -1,5 +1,6 @@
 #include "ui/Frames.h"
 
+#include <QEvent>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -19,12 +20,14 @@ QSize FormPage::minimumSizeHint() const
     return layout()->minimumSize() + QSize(2 * Style::spaceM, Style::spaceM + Style::spaceXl);
 }
 
-void FormPage::resizeEvent(QResizeEvent *event)
+bool FormPage::event(QEvent *event)
 {
-    QWidget::resizeEvent(event);
-    const int column = std::max(columnWidth, layout()->minimumSize().width());
-    const int side = std::max(Style::spaceM, (width() - column) / 2);
-    setContentsMargins(side, Style::spaceM, side, Style::spaceXl);
+    if (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest) {
+        const int column = std::max(columnWidth, layout()->minimumSize().width());
+        const int side = std::max(Style::spaceM, (width() - column) / 2);
+        setContentsMargins(side, Style::spaceM, side, Style::spaceXl);
+    }
+    return QWidget::event(event);
 }
 
 Heading::Heading(QWidget *parent)

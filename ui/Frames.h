@@ -15,7 +15,7 @@ public:
     QSize minimumSizeHint() const override;
 
 protected:
-    void resizeEvent(QResizeEvent *event) override;
+    bool event(QEvent *event) override;
 };
 
 /// A title with a sentence under it and, where it has a name, an icon beside it.

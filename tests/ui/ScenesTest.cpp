@@ -35,6 +35,7 @@ constexpr double readableIcon = 3;
 const std::pair<QString, Appearance> looks[] = {{u"light"_s, {}},
                                                 {u"dark"_s, {.isDark = true}},
                                                 {u"high-contrast"_s, {.hasHighContrast = true}},
+                                                {u"large"_s, {.textScale = 1.5}},
                                                 {u"large-right-to-left"_s, {.textScale = 2}},
                                                 {u"light-again"_s, {}}};
 
@@ -221,6 +222,8 @@ private Q_SLOTS:
                 QCOMPARE(window->focusWidget() == nullptr ? QString() : window->focusWidget()->objectName(),
                          first);
                 QVERIFY(window->width() <= 400);
+                for (int round = 0; round < 4; ++round)
+                    QCoreApplication::processEvents();
                 for (const QString &fault : unreachableIn(*window, low->availableSize()))
                     faults << u"%1, %2: %3"_s.arg(low->name(), screen.name, fault);
             }
@@ -281,7 +284,7 @@ private:
         for (const auto &[lookName, look] : looks) {
             const QString scene = QLatin1String(name) + u'-' + lookName;
             Style::setAppearance(look);
-            QApplication::setLayoutDirection(look.textScale > 1 ? Qt::RightToLeft : Qt::LeftToRight);
+            QApplication::setLayoutDirection(look.textScale > 1.5 ? Qt::RightToLeft : Qt::LeftToRight);
             // Each round of layouting may ask for another one.
             for (int round = 0; round < 4; ++round)
                 QCoreApplication::processEvents();
