@@ -58,8 +58,9 @@ def nothing_passes_beside_and_all_is_as_before(client):
         client.follows(end, "Disconnected", ENDED_SECONDS)
         client.follows(back, "Disconnected")
         until(f"{end}: routes and resolver as before", lambda: routes_and_resolver() == before)
-        seen = seen_while_asking("resolver")
-        check(f"{end}: all is seen again", f"{RESOLVER}.53: " in seen and f"{IPV6_HOST}: ICMP6" in seen, seen)
+        # With the cable both ends have to find each other again.
+        until(f"{end}: all is seen again", lambda: all(
+            host in seen_while_asking("resolver") for host in (f"{RESOLVER}.53: ", f"{IPV6_HOST}: ICMP6")))
 
 
 if __name__ == "__main__":
