@@ -164,12 +164,12 @@ private:
     void tell(int event)
     {
         const auto alive = shared_from_this();
-        stopWaiting();
         for (const auto &slot : listeners) {
-            // The listener may take itself out of its slot.
+            // The listener takes the time first of all, and may take itself out of its slot.
             if (const auto listener = slot)
                 listener(event);
         }
+        stopWaiting();
     }
 
     const QString name;
