@@ -58,6 +58,7 @@ std::optional<QString> textOf(const QDBusMessage &answer)
     QVariantList parts;
     for (secret.beginStructure(); !secret.atEnd();)
         parts << secret.asVariant();
+    secret.endStructure();
     return QString::fromUtf8(parts.value(2).toByteArray());
 }
 
@@ -156,7 +157,11 @@ void SystemSecretStore::create(const Name &name, const QString &text)
     const QVariantMap properties{
         {u"org.freedesktop.Secret.Item.Label"_s, QString(name.first + u": "_s + name.second)},
         {u"org.freedesktop.Secret.Item.Attributes"_s, QVariant::fromValue(attributesOf(name))}};
-    const QVariant secret = QVariant::fromValue(secretOf(text, service.session()));
+    const QDBusObjectPath session = service.session();
+    // Qt never frees a structure with an empty path.
+    if (service.hasFailed())
+        return;
+    const QVariant secret = QVariant::fromValue(secretOf(text, session));
     constexpr bool replace = true;
     const QDBusPendingReply<QDBusObjectPath, QDBusObjectPath> made = service.call(
         SecretService::message(collection.path(), u"Collection.CreateItem"_s, {properties, secret, replace}));

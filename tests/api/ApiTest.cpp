@@ -200,7 +200,7 @@ private Q_SLOTS:
              {u"a"_s + u"\u0301\u0323"_s.repeated(3000000), QString(6000000, u'\u0958')}) {
             timer.start();
             QCOMPARE(sorted({name, u"b"_s}).last(), name);
-            QVERIFY2(timer.elapsed() < 4000, qPrintable(name.left(3)));
+            QVERIFY2(timer.elapsed() < 20000, qPrintable(name.left(3)));
         }
     }
 };

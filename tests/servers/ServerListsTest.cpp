@@ -26,7 +26,8 @@ Service endpoint(std::optional<qint64> id, const QString &name, std::optional<QL
     return {id, name, u"US"_s, u"192.0.2.1"_s, std::move(ping)};
 }
 
-/// Shows so many endpoints with the ids from 1.
+/// Shows so many endpoints with the ids from 1. Hide the list at the end: Qt would do it once only the widget
+/// is left of it.
 void showMany(TableView &list, int count)
 {
     ServiceManager &store = ServiceManager::shared();
@@ -104,6 +105,7 @@ private Q_SLOTS:
         QCOMPARE(shownAt(list, 5), u"us 6 Place 6, not a favourite"_s);
         ServiceManager::shared() = {};
         QCOMPARE(shownAt(list, 7), u" 0 Unknown location, not a favourite"_s);
+        list.hide();
     }
 
     void aHeldKeyActsOnce()
@@ -157,6 +159,7 @@ private Q_SLOTS:
         firstRowGoes();
         QTest::mouseRelease(star, Qt::LeftButton);
         QCOMPARE(clicked.size(), 2);
+        list.hide();
     }
 
     void everyCountryHasAFlag()
@@ -179,6 +182,7 @@ private Q_SLOTS:
             QTest::mousePress(list.viewport(), Qt::LeftButton, {}, {60, y});
         QTest::mousePress(list.viewport(), Qt::LeftButton, Qt::ControlModifier, {60, 10});
         QCOMPARE(reports, (QList<qint64>{2, -1, 1, -1}));
+        list.hide();
     }
 
     void theKeyboardReachesRowsAndTheStarOfTheSelectedOne()
@@ -208,6 +212,7 @@ private Q_SLOTS:
         behind.show();
         list.verticalScrollBar()->setValue(0);
         QVERIFY(list.hasFocus());
+        list.hide();
     }
 };
 
