@@ -63,7 +63,8 @@ void forwardEvent(QAccessibleEvent *event)
 
 void send(QWidget *where, const QString &text)
 {
-    QAccessibleAnnouncementEvent event(where, text);
+    // Orca 48 drops the second of two announcements within 100 ms, except those of a window itself.
+    QAccessibleAnnouncementEvent event(where->window(), text);
     QAccessible::updateAccessibility(&event);
 }
 
