@@ -180,8 +180,11 @@ bool Style::eventFilter(QObject *watched, QEvent *event)
 
 void Style::showMnemonics(QWidget *window, bool shown)
 {
-    if (window != nullptr && std::exchange(showsMnemonics, shown) != shown)
-        window->update();
+    if (window == nullptr || std::exchange(showsMnemonics, shown) == shown)
+        return;
+    const QList<QWidget *> parts = window->findChildren<QWidget *>();
+    for (QWidget *const part : parts)
+        part->update();
 }
 
 QFont Style::font(TextRole role)
@@ -248,18 +251,16 @@ void Style::drawControl(ControlElement element, const QStyleOption *option, QPai
         // Fusion draws no panel for a flat button that is not pressed, which would hide its hover and its
         // focus.
         drawButton(*button, painter);
-        return;
-    }
-    if (element == CE_PushButtonLabel && button != nullptr) {
+    } else if (element == CE_PushButtonLabel && button != nullptr) {
         QStyleOptionButton label = *button;
         const QColor text = isPrimary(label) ? label.palette.color(QPalette::HighlightedText)
                             : isFlat(label)  ? colors::quietText(label.palette)
                                              : label.palette.color(QPalette::ButtonText);
         label.palette.setColor(QPalette::ButtonText, text);
         QProxyStyle::drawControl(element, &label, painter, widget);
-        return;
+    } else {
+        QProxyStyle::drawControl(element, option, painter, widget);
     }
-    QProxyStyle::drawControl(element, option, painter, widget);
 }
 
 void Style::drawComplexControl(ComplexControl control, const QStyleOptionComplex *option, QPainter *painter,
@@ -311,9 +312,9 @@ QIcon Style::standardIcon(StandardPixmap picture, const QStyleOption *option, co
 {
     // Every menu bar asks for it as it is made, and Qt loads its picture plugins to find it. The bar has one
     // menu: there is never more of it than fits.
-    if (picture == SP_ToolBarHorizontalExtensionButton)
-        return {};
-    return QProxyStyle::standardIcon(picture, option, widget);
+    return picture == SP_ToolBarHorizontalExtensionButton
+               ? QIcon()
+               : QProxyStyle::standardIcon(picture, option, widget);
 }
 
 int Style::pixelMetric(PixelMetric metric, const QStyleOption *option, const QWidget *widget) const

@@ -230,6 +230,22 @@ private Q_SLOTS:
         }
     }
 
+    void altUnderlinesLettersOnScreen()
+    {
+        const std::unique_ptr<Window> window = windowWith(u"LoginVC"_s);
+        window->makeKeyAndOrderFront();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        const auto onScreen = [&window] {
+            QTest::qWait(50);
+            return window->screen()->grabWindow(window->winId()).toImage();
+        };
+        const QImage plain = onScreen();
+        QTest::keyPress(window.get(), Qt::Key_Alt);
+        QVERIFY(onScreen() != plain);
+        QTest::keyRelease(window.get(), Qt::Key_Alt);
+        QCOMPARE(onScreen(), plain);
+    }
+
     void anAlertIsPlainWholeAndFits()
     {
         for (const QString &text :
