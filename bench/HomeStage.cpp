@@ -26,7 +26,7 @@ constexpr qsizetype changed = 40;
 
 HomeStage::HomeStage()
 {
-    // What the screen says at its start is no figure.
+    // The lines of the screen's start are no figures.
     const testing::OutputCapture capture;
     testing::FakeSecretStore::install();
     testing::FakeVPNManager::install();

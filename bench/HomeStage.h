@@ -25,7 +25,7 @@ public:
     static void fillStore(QList<Service> services);
     /// Gives the endpoints in both lists' first rows another latency.
     static void changeLatencies(double milliseconds);
-    /// What the refresh timer's tick reloads.
+    /// Reloads what the refresh timer's tick reloads.
     void reloadLists() const;
     void selectFavorite(int row) const;
     HomeVC &home() const { return *screen; }

@@ -42,7 +42,7 @@ double median(const std::vector<double> &values)
 struct Endpoint
 {
     Service service;
-    /// What a connect meets: "accepts", "refuses" or "silent".
+    /// The answer that a connect meets: "accepts", "refuses" or "silent".
     QString answer;
     /// The round trip from the desktop, such as "20ms".
     QString distance;

@@ -17,7 +17,7 @@ public:
         double ratio;
         QString limit;
         bool met;
-        /// What measures this figure alone.
+        /// The command that measures this figure alone.
         QString command;
     };
 

@@ -110,7 +110,7 @@ private:
     std::shared_ptr<PingTest> ping;
     /// The last result of each endpoint, by id.
     QHash<qint64, PingTest::Summary> pingResults;
-    /// Whether a result has arrived since the lists were last refreshed.
+    /// True if a result has arrived since the lists were last refreshed.
     bool pendingPingResponses = false;
     /// Runs as long as the program and keeps this screen alive.
     QTimer *pingTimer = nullptr;

@@ -19,7 +19,7 @@ public:
     /// Changes the level for this process.
     static void setOperatingSystemVersion(const OperatingSystemVersion &version);
 
-    /// Whether Qt runs on GLib's event loop, without which libsoup and GIO never call back. Needs the
+    /// True if Qt runs on GLib's event loop, without which libsoup and GIO never call back. Needs the
     /// application object. Writes a failure to the system log.
     static bool runsOnGLib();
 

@@ -30,7 +30,7 @@ QPixmap drawn(const QString &path, int size, qreal devicePixelRatio)
     return picture;
 }
 
-/// What `make` draws, kept for the next time under `key`. Null pictures are not kept.
+/// The picture that `make` draws, kept for the next time under `key`. Null pictures are not kept.
 template<class Make>
 QPixmap cached(const QString &key, Make make)
 {

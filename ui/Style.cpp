@@ -279,7 +279,6 @@ QRect Style::subControlRect(ComplexControl control, const QStyleOptionComplex *o
     const auto *bar = qstyleoption_cast<const QStyleOptionSlider *>(option);
     if (control != CC_ScrollBar || bar == nullptr)
         return QProxyStyle::subControlRect(control, option, subControl, widget);
-
     // No arrows: their room lies outside the bar.
     const bool horizontal = bar->orientation == Qt::Horizontal;
     const QSize arrow(horizontal ? scrollBarExtent : 0, horizontal ? 0 : scrollBarExtent);

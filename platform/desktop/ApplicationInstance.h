@@ -28,7 +28,7 @@ public:
     /// Takes the name or calls its owner. `activationToken` is this process's permission to take the focus.
     Role claim(const QString &activationToken);
 
-    /// Whether a process of this session is the application.
+    /// True if a process of this session is the application.
     static bool isRunning();
     /// The permission to take the focus that this process was started with. Call this before the application
     /// object exists, which removes it from the environment.

@@ -33,7 +33,7 @@ public:
     /// Must be called before the event loop runs. Without it the icon has no picture, no menu and no action.
     void configureButton(const QIcon &image, Action action);
 
-    /// Whether a host shows the icon, so that a click can bring the application back. Blocks for at most a
+    /// True if a host shows the icon, so that a click can bring the application back. Blocks for at most a
     /// second.
     bool isShown() const;
 

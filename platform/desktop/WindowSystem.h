@@ -16,10 +16,10 @@ void joinAllSpaces(const QWindow &window);
 /// user's request (XDG activation). Without one a Wayland compositor may only highlight the window.
 void activate(QWindow &window, const QString &token);
 
-/// Whether an X11 system tray runs.
+/// True if an X11 system tray runs.
 bool hasSystemTray();
 
-/// Whether a native event announces the manager of an X11 selection, which may be a system tray.
+/// True if a native event announces the manager of an X11 selection, which may be a system tray.
 bool announcesManager(const QByteArray &type, const void *message);
 
 } // namespace velmora::windowsystem

@@ -54,7 +54,7 @@ public:
         return error ? Result<T>(*error) : Result<T>(value);
     }
     bool isSilent() const { return silent; }
-    /// Whether the bus can start the service.
+    /// True if the bus can start the service.
     bool isInstalled() const;
 
     /// Calls `handler` with the reply or the error.

@@ -17,8 +17,8 @@ namespace velmora {
 /// valid while the item exists. Every operation returns within 2 s, also when the store does not answer, and
 /// none but `unlock()` has the user asked for anything.
 ///
-/// What the store cannot take, because it is locked or absent, is kept in memory until the process ends: it
-/// answers the reads, and is written once the store opens. A removal likewise.
+/// A text that the store cannot take, because it is locked or absent, is kept in memory until the process
+/// ends: it answers the reads, and is written once the store opens. A removal likewise.
 class SecretStore : public QObject
 {
     Q_OBJECT

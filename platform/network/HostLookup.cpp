@@ -22,7 +22,7 @@ struct Remembered
     Clock::time_point until;
 };
 
-/// What was resolved lately, by name.
+/// The addresses that were resolved lately, by name.
 std::map<QString, Remembered> &memory()
 {
     static std::map<QString, Remembered> resolved;

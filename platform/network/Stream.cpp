@@ -126,7 +126,7 @@ private:
                               timeIsOver, this);
     }
 
-    /// Whether the connect is over already, as on loopback.
+    /// True if the connect is over already, as on loopback.
     bool hasEnded() const
     {
         pollfd state{file, POLLOUT, 0};

@@ -74,7 +74,7 @@ std::optional<PlatformError> SystemNetworkClient::obstacle() const
 
 void SystemNetworkClient::open()
 {
-    // Of a bus that has gone, the connection's last answers have come by now.
+    // The last answers of a bus that has gone have come by now.
     QDBusConnection::disconnectFromBus(busName);
     bus = QDBusConnection::connectToBus(QDBusConnection::SystemBus, busName);
     if (!bus.isConnected()) {

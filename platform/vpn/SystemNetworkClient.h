@@ -35,13 +35,13 @@ public:
     explicit SystemNetworkClient(bool offersItsSecrets);
     ~SystemNetworkClient() override;
 
-    /// Whether it is found out, since the daemon came or went, if it runs and what it has of ours.
+    /// True once the client knows whether the daemon runs and what it has of ours.
     bool isSettled() const { return state != State::Asking; }
     /// The reason why nothing can be asked of the daemon; absent while it is known to run.
     std::optional<PlatformError> obstacle() const;
-    /// Whether there is no daemon, and none that the bus would start.
+    /// True if there is no daemon, and none that the bus would start.
     bool isMissing() const { return missing; }
-    /// Whether the daemon still brings up what it brings up at its start; it may refuse tunnels until then.
+    /// True if the daemon still brings up what it brings up at its start; it may refuse tunnels until then.
     bool isStartingUp() const { return startingUp; }
 
     /// The profile as the daemon has it; absent without one.

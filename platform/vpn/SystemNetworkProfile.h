@@ -45,7 +45,7 @@ struct SystemNetworkProfile
     Result<SystemNetworkSettings> toSettings() const;
     /// Absent where the settings bear another UUID or not the application's mark.
     static std::optional<SystemNetworkProfile> fromSettings(const SystemNetworkSettings &settings);
-    /// Whether the tunnel would lead to the gateway, and as the user, that this application saved.
+    /// True if the tunnel would lead to the gateway, and as the user, that this application saved.
     static bool isAsSaved(const SystemNetworkSettings &settings);
 };
 

@@ -15,9 +15,9 @@ struct SystemNetworkTunnel
     enum class State : uint { Unknown, Activating, Activated, Deactivating, Deactivated };
 
     State state = State::Activating;
-    /// Whether it ends because somebody asked for it.
+    /// True if it ends because somebody asked for it.
     bool endedOnRequest = false;
-    /// Whether we have asked for its end.
+    /// True if we have asked for its end.
     bool stopRequested = false;
     /// How many saves of the profile came before it.
     int revision = 0;

@@ -30,7 +30,7 @@ QVariant objectPath(const QString &path)
     return QVariant::fromValue(QDBusObjectPath(path));
 }
 
-/// Whether the daemon refuses the profile only because it is private: newer daemons do so where the VPN
+/// True if the daemon refuses the profile only because it is private: newer daemons do so where the VPN
 /// plugin does not declare that it reads files as the profile's user.
 bool refusesPrivateProfile(const PlatformError &error)
 {

@@ -54,7 +54,7 @@ private:
         VPNCompletion completion;
         bool underWay = false;
         bool activating = false;
-        /// Whether a stop was asked for after this start.
+        /// True if a stop was asked for after this start.
         bool stopped = false;
     };
 
@@ -75,7 +75,7 @@ private:
 
     SystemNetworkClient client;
     std::optional<VPNProtocolIPSec> protocol;
-    /// What the next save writes.
+    /// The next save writes it.
     bool enabled = false;
     /// Done one after another, so that two of them make one profile and the later wins.
     std::deque<Save> saves;

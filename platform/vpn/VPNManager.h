@@ -85,7 +85,7 @@ public:
 
     /// Sets what the next save writes.
     virtual void setEnabled(bool enabled) = 0;
-    /// Whether there is a saved profile that says so.
+    /// True if there is a saved profile that says so.
     virtual bool isEnabled() const = 0;
 
     virtual VPNConnection &connection() = 0;

@@ -86,7 +86,7 @@ private Q_SLOTS:
         compare("POST /api/token", nullptr, "{'username':' ü\\'x','password':'p&=?'}");
         api.resetPassword(u"u"_s, {});
         compare("POST /api/account/reset", nullptr, "{'username':'u'}");
-        // What cannot be a header's value, or be read, is empty.
+        // A token that cannot be a header's value, or be read, is empty.
         for (const QString &token : {u"t\r\nX-Evil: 1"_s, u"t\0u"_s, u"unreadable"_s, u"t0ken"_s}) {
             store.items.insert(u"token"_s, token);
             store.failing = token == u"unreadable"_s;

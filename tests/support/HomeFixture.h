@@ -34,7 +34,7 @@ struct HomeFixture
         show();
         QVERIFY(QTest::qWaitFor([this] { return isAtRest(); }));
     }
-    /// Whether no request, no load and no save shares the screen any more: this fixture, the window and the
+    /// True if no request, no load and no save shares the screen any more: this fixture, the window and the
     /// screen's own timer do.
     bool isAtRest() const { return screen.use_count() == 3; }
 
@@ -47,7 +47,7 @@ struct HomeFixture
     CountryTV *countries() const { return screen->loadedView()->findChild<CountryTV *>(); }
     FavoriteTV *favorites() const { return screen->loadedView()->findChild<FavoriteTV *>(); }
 
-    /// What both channels and the fakes got since the last call.
+    /// The lines that both channels and the fakes got since the last call.
     QStringList newLines()
     {
         QStringList lines = output.lines();
